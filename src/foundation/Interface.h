@@ -1,0 +1,313 @@
+// Reference-counted contracts identified by GUIDs.
+//
+// Every contract derives (virtually) from IInterface, so an object that
+// implements several contracts has exactly one IInterface sub-object: that
+// pointer is the object's identity. A contract carries its GUID as IID and
+// is queried by it. Objects are created with Make<T>(...) and held through
+// IntfRef<T>; the last reference frees the object.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "foundation/Runtime.h"
+
+namespace ide {
+
+struct TGUID {
+    uint32_t D1 = 0;
+    uint16_t D2 = 0;
+    uint16_t D3 = 0;
+    uint8_t D4[8] = {};
+
+    // Parses "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX" (braces optional) at
+    // compile time; a malformed text fails the compilation.
+    static constexpr TGUID Parse(const char* s) {
+        TGUID g{};
+        int i = 0;
+        if (s[0] == '{') i = 1;
+        auto hex = [](char c) -> uint32_t {
+            if (c >= '0' && c <= '9') return static_cast<uint32_t>(c - '0');
+            if (c >= 'a' && c <= 'f') return static_cast<uint32_t>(c - 'a' + 10);
+            if (c >= 'A' && c <= 'F') return static_cast<uint32_t>(c - 'A' + 10);
+            throw "bad GUID digit";
+        };
+        auto take = [&](int digits) -> uint32_t {
+            uint32_t v = 0;
+            for (int k = 0; k < digits; ++k) v = (v << 4) | hex(s[i++]);
+            return v;
+        };
+        auto dash = [&]() {
+            if (s[i++] != '-') throw "bad GUID separator";
+        };
+        g.D1 = take(8);
+        dash();
+        g.D2 = static_cast<uint16_t>(take(4));
+        dash();
+        g.D3 = static_cast<uint16_t>(take(4));
+        dash();
+        g.D4[0] = static_cast<uint8_t>(take(2));
+        g.D4[1] = static_cast<uint8_t>(take(2));
+        dash();
+        for (int k = 2; k < 8; ++k) g.D4[k] = static_cast<uint8_t>(take(2));
+        return g;
+    }
+    friend constexpr bool operator==(const TGUID& a, const TGUID& b) {
+        if (a.D1 != b.D1 || a.D2 != b.D2 || a.D3 != b.D3) return false;
+        for (int k = 0; k < 8; ++k)
+            if (a.D4[k] != b.D4[k]) return false;
+        return true;
+    }
+    // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}"
+    std::string ToString() const;
+};
+
+using HResult = int32_t;
+constexpr HResult S_OK = 0;
+constexpr HResult E_NOINTERFACE = static_cast<HResult>(0x80004002u);
+
+struct IInterface;
+using InterfaceCaster = void* (*)(IInterface*);
+
+// The process-wide map from a contract's GUID to the cast that reaches it.
+// Filled while the program starts, by every contract declared with
+// IDE_INTERFACE; read-only afterwards.
+bool RegisterInterface(const TGUID& IID, InterfaceCaster Caster);
+InterfaceCaster FindInterfaceCaster(const TGUID& IID);
+
+namespace detail {
+template <class I>
+void* CastTo(IInterface* Obj) {
+    return dynamic_cast<I*>(Obj);
+}
+}  // namespace detail
+
+#define IDE_INTERFACE(Name, GuidText)                                               \
+public:                                                                             \
+    static constexpr ::ide::TGUID IID = ::ide::TGUID::Parse(GuidText);              \
+                                                                                    \
+private:                                                                            \
+    static inline const bool IDE_registered_ =                                      \
+        ::ide::RegisterInterface(IID, &::ide::detail::CastTo<Name>);                \
+                                                                                    \
+public:
+
+struct IInterface {
+    static constexpr TGUID IID = TGUID::Parse("00000000-0000-0000-C000-000000000046");
+    virtual HResult QueryInterface(const TGUID& IID, void** Obj) = 0;
+    virtual int32_t AddRef() = 0;
+    virtual int32_t Release() = 0;
+
+protected:
+    virtual ~IInterface() = default;
+};
+
+// A strong reference to a contract (or to a class that implements one).
+template <class T>
+class IntfRef {
+public:
+    IntfRef() noexcept = default;
+    IntfRef(std::nullptr_t) noexcept {}
+    IntfRef(T* p) noexcept : FPtr(p) {
+        if (FPtr) Base(FPtr)->AddRef();
+    }
+    IntfRef(const IntfRef& o) noexcept : IntfRef(o.FPtr) {}
+    IntfRef(IntfRef&& o) noexcept : FPtr(std::exchange(o.FPtr, nullptr)) {}
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    IntfRef(const IntfRef<U>& o) noexcept : IntfRef(static_cast<T*>(o.get())) {}
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    IntfRef(IntfRef<U>&& o) noexcept : FPtr(static_cast<T*>(o.detach())) {}
+    ~IntfRef() {
+        if (FPtr) Base(FPtr)->Release();
+    }
+
+    IntfRef& operator=(const IntfRef& o) noexcept {
+        IntfRef(o).swap(*this);
+        return *this;
+    }
+    IntfRef& operator=(IntfRef&& o) noexcept {
+        IntfRef(std::move(o)).swap(*this);
+        return *this;
+    }
+    IntfRef& operator=(std::nullptr_t) noexcept {
+        reset();
+        return *this;
+    }
+
+    // Takes over a reference that the caller already owns.
+    static IntfRef Adopt(T* p) noexcept {
+        IntfRef r;
+        r.FPtr = p;
+        return r;
+    }
+    T* detach() noexcept { return std::exchange(FPtr, nullptr); }
+    void reset() noexcept { IntfRef().swap(*this); }
+    void swap(IntfRef& o) noexcept { std::swap(FPtr, o.FPtr); }
+
+    T* get() const noexcept { return FPtr; }
+    T* operator->() const noexcept { return FPtr; }
+    T& operator*() const noexcept { return *FPtr; }
+    explicit operator bool() const noexcept { return FPtr != nullptr; }
+
+    // The canonical IInterface pointer: the object's identity.
+    IInterface* Identity() const noexcept { return FPtr ? Base(FPtr) : nullptr; }
+
+private:
+    static IInterface* Base(T* p) noexcept { return static_cast<IInterface*>(p); }
+    T* FPtr = nullptr;
+};
+
+template <class A, class B>
+bool operator==(const IntfRef<A>& a, const IntfRef<B>& b) noexcept {
+    return a.Identity() == b.Identity();
+}
+template <class A>
+bool operator==(const IntfRef<A>& a, std::nullptr_t) noexcept {
+    return !a;
+}
+
+// Identity test of two references of any contract.
+template <class A, class B>
+bool SameObject(const IntfRef<A>& a, const IntfRef<B>& b) noexcept {
+    return a.Identity() == b.Identity();
+}
+
+// Supports: the object's contract I, or nil.
+template <class I, class U>
+IntfRef<I> Supports(U* Obj) {
+    if (!Obj) return nullptr;
+    IInterface* base = static_cast<IInterface*>(Obj);
+    if (I* direct = dynamic_cast<I*>(base)) return IntfRef<I>(direct);
+    void* out = nullptr;
+    if (base->QueryInterface(I::IID, &out) == S_OK && out) return IntfRef<I>::Adopt(static_cast<I*>(out));
+    return nullptr;
+}
+template <class I, class U>
+IntfRef<I> Supports(const IntfRef<U>& Obj) {
+    return Supports<I>(Obj.get());
+}
+template <class I, class U>
+bool Supports(const IntfRef<U>& Obj, IntfRef<I>& Out) {
+    Out = Supports<I>(Obj.get());
+    return static_cast<bool>(Out);
+}
+
+// The raising cast: EIntfCastError "Interface not supported" when the object
+// lacks the contract. A nil reference casts to nil.
+[[noreturn]] void RaiseIntfCastError();
+template <class I, class U>
+IntfRef<I> As(U* Obj) {
+    if (!Obj) return nullptr;
+    IntfRef<I> r = Supports<I>(Obj);
+    if (!r) RaiseIntfCastError();
+    return r;
+}
+template <class I, class U>
+IntfRef<I> As(const IntfRef<U>& Obj) {
+    return As<I>(Obj.get());
+}
+
+// The base of every reference-counted class. The count starts at one while
+// the constructor runs, so that handing `this` out during construction can't
+// free the object; Make<T> drops that guard once construction is over.
+class TInterfacedObject : public TObject, public virtual IInterface {
+public:
+    HResult QueryInterface(const TGUID& IID, void** Obj) override;
+    int32_t AddRef() override;
+    int32_t Release() override;
+    int32_t RefCount() const noexcept { return FRefCount.load(std::memory_order_relaxed); }
+
+    // For Make<T> only.
+    void AfterConstruction() noexcept { FRefCount.fetch_sub(1, std::memory_order_acq_rel); }
+
+protected:
+    TInterfacedObject() = default;
+    ~TInterfacedObject() override = default;
+
+private:
+    std::atomic<int32_t> FRefCount{1};
+};
+
+template <class T, class... Args>
+IntfRef<T> Make(Args&&... args) {
+    T* p = new T(std::forward<Args>(args)...);
+    IntfRef<T> r(p);
+    p->AfterConstruction();
+    return r;
+}
+
+// A list of interface references (the run-time's IInterfaceList).
+struct IInterfaceList : virtual IInterface {
+    IDE_INTERFACE(IInterfaceList, "8E3A1C20-4B6D-4F1A-9C55-2D7E0A91B6C3")
+    virtual int GetCount() = 0;
+    virtual int GetCapacity() = 0;
+    virtual void SetCapacity(int NewCapacity) = 0;
+    virtual void SetCount(int NewCount) = 0;
+    virtual IntfRef<IInterface> Get(int Index) = 0;
+    virtual void Put(int Index, const IntfRef<IInterface>& Item) = 0;
+    virtual int Add(const IntfRef<IInterface>& Item) = 0;
+    virtual void Insert(int Index, const IntfRef<IInterface>& Item) = 0;
+    virtual void Delete(int Index) = 0;
+    virtual int Remove(const IntfRef<IInterface>& Item) = 0;
+    virtual int IndexOf(const IntfRef<IInterface>& Item) = 0;
+    virtual void Exchange(int Index1, int Index2) = 0;
+    virtual void Clear() = 0;
+    virtual IntfRef<IInterface> First() = 0;
+    virtual IntfRef<IInterface> Last() = 0;
+};
+
+class TInterfaceList : public TInterfacedObject, public IInterfaceList {
+public:
+    TInterfaceList() = default;
+    int GetCount() override { return static_cast<int>(FItems.size()); }
+    int GetCapacity() override { return static_cast<int>(FItems.capacity()); }
+    void SetCapacity(int NewCapacity) override;
+    void SetCount(int NewCount) override;
+    IntfRef<IInterface> Get(int Index) override;
+    void Put(int Index, const IntfRef<IInterface>& Item) override;
+    int Add(const IntfRef<IInterface>& Item) override;
+    void Insert(int Index, const IntfRef<IInterface>& Item) override;
+    void Delete(int Index) override;
+    int Remove(const IntfRef<IInterface>& Item) override;
+    int IndexOf(const IntfRef<IInterface>& Item) override;
+    void Exchange(int Index1, int Index2) override;
+    void Clear() override { FItems.clear(); }
+    IntfRef<IInterface> First() override { return Get(0); }
+    IntfRef<IInterface> Last() override { return Get(GetCount() - 1); }
+
+    // Direct access for the library's own hot loops.
+    const std::vector<IntfRef<IInterface>>& Items() const noexcept { return FItems; }
+
+private:
+    void Check(int Index, int Limit) const;
+    std::vector<IntfRef<IInterface>> FItems;
+};
+
+IntfRef<IInterfaceList> NewInterfaceList();
+// A new list of the same length holding the same items in the same order.
+IntfRef<IInterfaceList> CloneInterfaceList(const IntfRef<IInterfaceList>& List);
+
+// The items of any IInterfaceList, fast for TInterfaceList.
+template <class F>
+void ForEachItem(IInterfaceList* List, F&& f) {
+    if (auto* l = dynamic_cast<TInterfaceList*>(List)) {
+        for (const auto& item : l->Items()) f(item);
+    } else {
+        const int n = List->GetCount();
+        for (int i = 0; i < n; ++i) f(List->Get(i));
+    }
+}
+
+}  // namespace ide
+
+template <class T>
+struct std::hash<ide::IntfRef<T>> {
+    size_t operator()(const ide::IntfRef<T>& r) const noexcept {
+        return std::hash<const void*>()(r.Identity());
+    }
+};

@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+
+#include "foundation/Interface.h"
+
+using namespace ide;
+
+namespace {
+
+struct IFoo : virtual IInterface {
+    IDE_INTERFACE(IFoo, "11111111-2222-3333-4444-555555555555")
+    virtual int Foo() = 0;
+};
+struct IBar : virtual IInterface {
+    IDE_INTERFACE(IBar, "11111111-2222-3333-4444-555555555556")
+    virtual int Bar() = 0;
+};
+struct IBaz : virtual IInterface {
+    IDE_INTERFACE(IBaz, "11111111-2222-3333-4444-555555555557")
+};
+
+int gAlive = 0;
+
+class TFooBar : public TInterfacedObject, public IFoo, public IBar {
+public:
+    TFooBar() { ++gAlive; }
+    ~TFooBar() override { --gAlive; }
+    int Foo() override { return 1; }
+    int Bar() override { return 2; }
+};
+
+// Hands itself out while it is being built: the construction guard keeps it alive.
+class TSelfReferencing : public TInterfacedObject, public IFoo {
+public:
+    TSelfReferencing() {
+        ++gAlive;
+        IntfRef<IFoo> me(this);
+        me.reset();
+    }
+    ~TSelfReferencing() override { --gAlive; }
+    int Foo() override { return 3; }
+};
+
+}  // namespace
+
+TEST(Interface, GuidParsesAndPrints) {
+    constexpr TGUID g = TGUID::Parse("7861BFA1-1F26-11D1-AEB4-0020AF32BB01");
+    EXPECT_EQ(g.D1, 0x7861BFA1u);
+    EXPECT_EQ(g.D4[7], 0x01);
+    EXPECT_EQ(g.ToString(), "{7861BFA1-1F26-11D1-AEB4-0020AF32BB01}");
+    EXPECT_EQ(TGUID::Parse("{7861BFA1-1F26-11D1-AEB4-0020AF32BB01}"), g);
+}
+
+TEST(Interface, QueryByGuidAndCounts) {
+    {
+        IntfRef<IFoo> foo = Make<TFooBar>();
+        EXPECT_EQ(gAlive, 1);
+        void* out = nullptr;
+        ASSERT_EQ(foo->QueryInterface(IBar::IID, &out), S_OK);
+        IntfRef<IBar> bar = IntfRef<IBar>::Adopt(static_cast<IBar*>(out));
+        EXPECT_EQ(bar->Bar(), 2);
+        EXPECT_EQ(foo->QueryInterface(IBaz::IID, &out), E_NOINTERFACE);
+        EXPECT_EQ(out, nullptr);
+        EXPECT_TRUE(SameObject(foo, bar));
+        EXPECT_FALSE(Supports<IBaz>(foo));
+        EXPECT_THROW(As<IBaz>(foo), EIntfCastError);
+        EXPECT_EQ(As<IBar>(foo)->Bar(), 2);
+    }
+    EXPECT_EQ(gAlive, 0);
+}
+
+TEST(Interface, ConstructionGuardAndListIdentity) {
+    {
+        IntfRef<IFoo> s = Make<TSelfReferencing>();
+        EXPECT_EQ(gAlive, 1);
+        EXPECT_EQ(s->Foo(), 3);
+        auto list = NewInterfaceList();
+        list->Add(s);
+        list->Add(Make<TFooBar>());
+        EXPECT_EQ(list->IndexOf(s), 0);
+        auto clone = CloneInterfaceList(list);
+        list->Delete(0);
+        EXPECT_EQ(clone->GetCount(), 2);
+        EXPECT_EQ(clone->IndexOf(s), 0);
+        EXPECT_THROW(list->Get(5), EListError);
+    }
+    EXPECT_EQ(gAlive, 0);
+}
+
+TEST(Runtime, Utf8RoundTrip) {
+    std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80";
+    String w = Str(text);
+    EXPECT_EQ(w.size(), 5u);
+    EXPECT_EQ(Utf8(w), text);
+}
