@@ -1,0 +1,56 @@
+// The component classes that the window-system events speak of, under the
+// names of the event vocabulary: a component with bounds, a parent, visibility
+// and a focus request; a container; a window. Declared here so that events can
+// carry them without the toolkit; the platform layer implements them over Qt
+// widgets (src/platform/IDEFixups.cpp).
+#pragma once
+
+#include "foundation/IDEUtil.h"
+
+class QWidget;
+
+namespace ide {
+
+class TContainer;
+
+// The toolkit's control: owns nothing but a pointer to its widget, which the
+// widget's own parent (or the control's creator) owns.
+class TControl : public TObject {
+public:
+    explicit TControl(QWidget* Widget = nullptr) : FWidget(Widget) {}
+    ~TControl() override;
+    QWidget* Widget() const { return FWidget; }
+    void SetWidget(QWidget* Widget) { FWidget = Widget; }
+
+protected:
+    QWidget* FWidget;
+};
+
+class TKomponent : public TControl {
+public:
+    // Links the widget back to this component (see FromWidget).
+    explicit TKomponent(QWidget* Widget = nullptr);
+    ~TKomponent() override;
+    // Does nothing in the base; a focusable component overrides it.
+    virtual void RequestFocus();
+    virtual void SetVisible(bool Value);
+    virtual TContainer* GetParent() const;
+    // Left, top, width and height of the control in its parent.
+    virtual TRectangle GetBounds() const;
+    // The component of a widget, if one was made for it.
+    static TKomponent* FromWidget(QWidget* Widget);
+};
+
+// A component that holds others. (In the toolkit this is a windowed control;
+// here it is a component too, so events can name either as their source.)
+class TContainer : public TKomponent {
+public:
+    using TKomponent::TKomponent;
+};
+
+class TWindow : public TContainer {
+public:
+    using TContainer::TContainer;
+};
+
+}  // namespace ide
