@@ -1,0 +1,193 @@
+#include "model/IDEGraphImplContainers.h"
+
+namespace ide {
+
+// ---- TLinkedTreeContainer ----------------------------------------------------
+
+IntfRef<TLinkedTreeContainer> TLinkedTreeContainer::Create2(const IntfRef<ILinkedTreeNode>& Root) {
+    auto container = Make<TLinkedTreeContainer>();
+    container->FRoot = IntfRef<TLinkedTreeNode>(LinkedNodeOf(Root));
+    return container;
+}
+
+TLinkedTreeContainer::~TLinkedTreeContainer() {
+    if (FRoot) FRoot->UnlinkTree();
+}
+
+TLinkedTreeNode* TLinkedTreeContainer::RequireNode(const IntfRef<IGraphLocation>& Gl) {
+    TLinkedTreeNode* node = LinkedNodeOf(Gl);
+    if (!node) throw EIllegalArgumentException("Null location");
+    return node;
+}
+
+void TLinkedTreeContainer::ProcessModelEvent(const IntfRef<IGraphModelEvent>& E) {
+    if (!FEvents) return;
+    if (!FListeners.HasListeners()) return;
+    FListeners.Dispatch(E);
+}
+
+void TLinkedTreeContainer::Raise(int Change, const IntfRef<IGraphLocation>& Location) {
+    ProcessModelEvent(Make<TGraphModelEvent>(Self(), Change, Location));
+}
+
+IntfRef<IGraphLocation> TLinkedTreeContainer::GetRoot() { return IntfRef<IGraphLocation>(FRoot.get()); }
+
+IntfRef<IInterface> TLinkedTreeContainer::Get(const IntfRef<IGraphLocation>& Gl) { return Gl; }
+
+IntfRef<IGraphLocation> TLinkedTreeContainer::Find(const IntfRef<IInterface>& Data) {
+    return Supports<IGraphLocation>(Data);
+}
+
+IntfRef<IGraphLocation> TLinkedTreeContainer::SetRoot(const IntfRef<IInterface>& Data) {
+    FRoot = IntfRef<TLinkedTreeNode>(LinkedNodeOf(Data));
+    Raise(mcStructure);
+    return GetRoot();
+}
+
+void TLinkedTreeContainer::Put(const IntfRef<IGraphLocation>& Gl, const IntfRef<IInterface>& Data) {
+    if (Gl.Identity() == Data.Identity()) {
+        Raise(mcItemReplaced, Gl);
+        return;
+    }
+    IntfRef<TLinkedTreeNode> old(RequireNode(Gl));
+    IntfRef<ILinkedTreeNode> replacement(LinkedNodeOf(Data));
+    IntfRef<TLinkedTreeNode> parent(old->ParentNode());
+    if (!parent) throw EIllegalArgumentException("Cannot replace a top-level node");
+    parent->InsertChild2(replacement, IntfRef<ILinkedTreeNode>(old.get()));
+    parent->RemoveChild(IntfRef<ILinkedTreeNode>(old.get()));
+    Raise(mcChildrenReplaced, Gl);
+}
+
+void TLinkedTreeContainer::Touched(const IntfRef<IGraphLocation>& Gl) { Raise(mcItemTouched, Gl); }
+
+IntfRef<IGraphLocation> TLinkedTreeContainer::AddChild(const IntfRef<IGraphLocation>& Gl,
+                                                        const IntfRef<IInterface>& Data) {
+    TLinkedTreeNode* parent = RequireNode(Gl);
+    IntfRef<ILinkedTreeNode> child(LinkedNodeOf(Data));
+    parent->AppendChild(child);
+    auto location = As<IGraphLocation>(Data);
+    Raise(mcItemAdded, location);
+    return location;
+}
+
+IntfRef<IGraphLocation> TLinkedTreeContainer::InsertChild(const IntfRef<IGraphLocation>& Parent,
+                                                           const IntfRef<IGraphLocation>& AheadOf,
+                                                           const IntfRef<IInterface>& Data) {
+    TLinkedTreeNode* parent = RequireNode(Parent);
+    IntfRef<ILinkedTreeNode> child(LinkedNodeOf(Data));
+    parent->InsertChild2(child, IntfRef<ILinkedTreeNode>(LinkedNodeOf(AheadOf)));
+    auto location = As<IGraphLocation>(Data);
+    Raise(mcItemAdded, location);
+    return location;
+}
+
+void TLinkedTreeContainer::RemoveChildren(const IntfRef<IGraphLocation>& Parent) {
+    IntfRef<TLinkedTreeNode> parent(RequireNode(Parent));
+    IntfRef<IForwardIterator> it = parent->GetChildIterator();
+    while (it->HasMoreElements()) {
+        IntfRef<ILinkedTreeNode> child = As<ILinkedTreeNode>(it->Get());
+        it->Advance();
+        child->Ptr()->RemoveNode(nullptr);
+    }
+    Raise(mcChildrenReplaced, Parent);
+}
+
+void TLinkedTreeContainer::Remove(const IntfRef<IGraphLocation>& Gl) {
+    IntfRef<TLinkedTreeNode> node(RequireNode(Gl));
+    if (TLinkedTreeNode* parent = node->ParentNode()) {
+        parent->RemoveChild(IntfRef<ILinkedTreeNode>(node.get()));
+        Raise(mcItemRemoved, Gl);
+    } else if (node == FRoot) {
+        FRoot = nullptr;
+        Raise(mcStructure);
+    }
+}
+
+void TLinkedTreeContainer::RemoveAll() {
+    FRoot = nullptr;
+    Raise(mcStructure);
+}
+
+void TLinkedTreeContainer::EnableModelEvents(bool Enable) {
+    if (Enable == FEvents) return;
+    FEvents = Enable;
+    if (Enable) Raise(mcStructure);
+}
+
+IntfRef<IEnumeration> TLinkedTreeContainer::Elements() { Abort(); }
+
+void TLinkedTreeContainer::FillNodes(const IntfRef<IInterfaceList>& /*Nodes*/) { Abort(); }
+
+void TLinkedTreeContainer::Clear() {
+    if (FRoot) FRoot->UnlinkTree();
+    RemoveAll();
+}
+
+// ---- TBasicTreeContainer -----------------------------------------------------
+
+IntfRef<TBasicTreeContainer> TBasicTreeContainer::Create2(const IntfRef<IInterface>& Root) {
+    auto container = Make<TBasicTreeContainer>();
+    container->SetRoot(Root);
+    return container;
+}
+
+IntfRef<ILinkedTreeNode> TBasicTreeContainer::Wrap(const IntfRef<IInterface>& Data) {
+    if (auto node = Supports<ILinkedTreeNode>(Data)) return node;
+    return Make<TBasicTreeNode>(Data);
+}
+
+IntfRef<IInterface> TBasicTreeContainer::Get(const IntfRef<IGraphLocation>& Gl) {
+    if (auto node = Supports<IBasicTreeNode>(Gl)) return node->Ptr()->GetData();
+    return TLinkedTreeContainer::Get(Gl);
+}
+
+IntfRef<IGraphLocation> TBasicTreeContainer::Find(const IntfRef<IInterface>& Data) {
+    if (!FRoot) return nullptr;
+    return Supports<IGraphLocation>(TreeSearch(IntfRef<ILinkedTreeNode>(FRoot.get()), Data));
+}
+
+IntfRef<ILinkedTreeNode> TBasicTreeContainer::TreeSearch(const IntfRef<ILinkedTreeNode>& Node,
+                                                         const IntfRef<IInterface>& Data) {
+    TLinkedTreeNode* node = Node->Ptr();
+    if (Get(IntfRef<IGraphLocation>(node)).Identity() == Data.Identity()) return Node;
+    for (TLinkedTreeNode* child = node->FirstChildNode(); child; child = child->NextSiblingNode())
+        if (auto found = TreeSearch(IntfRef<ILinkedTreeNode>(child), Data)) return found;
+    return nullptr;
+}
+
+IntfRef<IGraphLocation> TBasicTreeContainer::SetRoot(const IntfRef<IInterface>& Data) {
+    if (Data && !Supports<ILinkedTreeNode>(Data)) return TLinkedTreeContainer::SetRoot(Make<TBasicTreeNode>(Data));
+    return TLinkedTreeContainer::SetRoot(Data);
+}
+
+void TBasicTreeContainer::Put(const IntfRef<IGraphLocation>& Gl, const IntfRef<IInterface>& Data) {
+    if (auto node = Supports<IBasicTreeNode>(Gl)) {
+        node->Ptr()->SetData(Data);
+        Raise(mcItemReplaced, Gl);
+        return;
+    }
+    TLinkedTreeContainer::Put(Gl, Data);
+}
+
+IntfRef<IGraphLocation> TBasicTreeContainer::AddChild(const IntfRef<IGraphLocation>& Gl,
+                                                       const IntfRef<IInterface>& Data) {
+    IntfRef<ILinkedTreeNode> node = Wrap(Data);
+    if (!Gl) return SetRoot(node);
+    RequireNode(Gl)->AppendChild(node);
+    IntfRef<IGraphLocation> location(node->Ptr());
+    Raise(mcItemAdded, location);
+    return location;
+}
+
+IntfRef<IGraphLocation> TBasicTreeContainer::InsertChild(const IntfRef<IGraphLocation>& Parent,
+                                                          const IntfRef<IGraphLocation>& AheadOf,
+                                                          const IntfRef<IInterface>& Data) {
+    if (!Parent) return AddChild(nullptr, Data);
+    IntfRef<ILinkedTreeNode> node = Wrap(Data);
+    RequireNode(Parent)->InsertChild2(node, IntfRef<ILinkedTreeNode>(LinkedNodeOf(AheadOf)));
+    IntfRef<IGraphLocation> location(node->Ptr());
+    Raise(mcItemAdded, location);
+    return location;
+}
+
+}  // namespace ide
