@@ -13,13 +13,13 @@ bool TEventMulticaster::HasListeners() { return FListeners.HasListeners(); }
 
 void TEventMulticaster::Dispatch(const IntfRef<IDispatchableEvent>& E) {
     IntfRef<IDispatchableEvent> event(E);
-    FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->Dispatch(As<IEventListener>(l)); });
+    FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->Dispatch(Borrowed<IEventListener>(AsPtr<IEventListener>(l.get()))); });
 }
 
 bool TEventMulticaster::VetoableDispatch(const IntfRef<IVetoableDispatch>& E) {
     IntfRef<IVetoableDispatch> event(E);
     try {
-        FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->VetoableDispatch(As<IEventListener>(l)); });
+        FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->VetoableDispatch(Borrowed<IEventListener>(AsPtr<IEventListener>(l.get()))); });
     } catch (const EVetoException&) {
         return false;
     }
@@ -28,7 +28,7 @@ bool TEventMulticaster::VetoableDispatch(const IntfRef<IVetoableDispatch>& E) {
 
 void TEventMulticaster::ExceptionDispatch(const IntfRef<IExceptionDispatch>& E) {
     IntfRef<IExceptionDispatch> event(E);
-    FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->ExceptionDispatch(As<IEventListener>(l)); });
+    FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->ExceptionDispatch(Borrowed<IEventListener>(AsPtr<IEventListener>(l.get()))); });
 }
 
 int TEventMulticaster::Find(const IntfRef<IEventListener>& Listener) { return FListeners.Find(Listener); }
@@ -52,7 +52,7 @@ TEventMulticaster* TEventMulticaster::Remove2(TEventMulticaster* Caster, const I
 void TKeyMulticaster::Dispatch(const IntfRef<IKeyEvent>& E) {
     IntfRef<IKeyEvent> event(E);
     FListeners.ForEach([&](const IntfRef<IInterface>& l) {
-        auto listener = As<IKeyListener>(l);
+        IKeyListener* listener = AsPtr<IKeyListener>(l.get());
         switch (event->GetID()) {
             case KEY_TYPED: listener->KeyTyped(event); break;
             case KEY_PRESSED: listener->KeyPressed(event); break;
@@ -64,7 +64,7 @@ void TKeyMulticaster::Dispatch(const IntfRef<IKeyEvent>& E) {
 
 void TActionMulticaster::Dispatch(const IntfRef<IActionEvent>& E) {
     IntfRef<IActionEvent> event(E);
-    FListeners.ForEach([&](const IntfRef<IInterface>& l) { As<IActionListener>(l)->ActionPerformed(event); });
+    FListeners.ForEach([&](const IntfRef<IInterface>& l) { AsPtr<IActionListener>(l.get())->ActionPerformed(event); });
 }
 
 // ---- the listener tree ------------------------------------------------------

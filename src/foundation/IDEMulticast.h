@@ -195,8 +195,8 @@ protected:
     void Forward(const IntfRef<Event>& E, void (Listener::*Method)(const IntfRef<Event>&)) {
         IntfRef<Event> keepEvent(E);
         IntfRef<IInterface> keepSelf(static_cast<IAWTEventMulticaster*>(this));
-        (As<Listener>(FA).get()->*Method)(keepEvent);
-        (As<Listener>(FB).get()->*Method)(keepEvent);
+        (AsPtr<Listener>(FA.get())->*Method)(keepEvent);
+        (AsPtr<Listener>(FB.get())->*Method)(keepEvent);
     }
 
     IntfRef<IEventListener> FA;

@@ -12,6 +12,7 @@
 #include <functional>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -177,12 +178,42 @@ bool SameObject(const IntfRef<A>& a, const IntfRef<B>& b) noexcept {
     return a.Identity() == b.Identity();
 }
 
+namespace detail {
+// The cross-cast from an object's identity to its contract I. The result
+// depends only on the object's dynamic type, so each thread remembers the
+// sub-object offset for the last type it saw per contract: event dispatch
+// casts the same listener classes over and over.
+template <class I>
+I* CrossCast(IInterface* base) {
+    struct Entry {
+        const std::type_info* type = nullptr;
+        std::ptrdiff_t offset = 0;
+        bool supported = false;
+    };
+    struct Cache {
+        Entry entries[4];
+        unsigned next = 0;
+    };
+    thread_local Cache cache;
+    const std::type_info* type = &typeid(*base);
+    char* whole = static_cast<char*>(dynamic_cast<void*>(base));
+    for (const Entry& e : cache.entries)
+        if (e.type == type) return e.supported ? reinterpret_cast<I*>(whole + e.offset) : nullptr;
+    I* result = dynamic_cast<I*>(base);
+    Entry& slot = cache.entries[cache.next++ % 4];
+    slot.type = type;
+    slot.supported = result != nullptr;
+    slot.offset = result ? reinterpret_cast<char*>(result) - whole : 0;
+    return result;
+}
+}  // namespace detail
+
 // Supports: the object's contract I, or nil.
 template <class I, class U>
 IntfRef<I> Supports(U* Obj) {
     if (!Obj) return nullptr;
     IInterface* base = static_cast<IInterface*>(Obj);
-    if (I* direct = dynamic_cast<I*>(base)) return IntfRef<I>(direct);
+    if (I* direct = detail::CrossCast<I>(base)) return IntfRef<I>(direct);
     void* out = nullptr;
     if (base->QueryInterface(I::IID, &out) == S_OK && out) return IntfRef<I>::Adopt(static_cast<I*>(out));
     return nullptr;
@@ -197,6 +228,37 @@ bool Supports(const IntfRef<U>& Obj, IntfRef<I>& Out) {
     return static_cast<bool>(Out);
 }
 
+// The contract I of an object that the caller keeps alive, or nullptr; no
+// reference is taken. For the library's dispatch loops.
+template <class I, class U>
+I* SupportsPtr(U* Obj) {
+    if (!Obj) return nullptr;
+    IInterface* base = static_cast<IInterface*>(Obj);
+    if (I* direct = detail::CrossCast<I>(base)) return direct;
+    void* out = nullptr;
+    if (base->QueryInterface(I::IID, &out) == S_OK && out) {
+        base->Release();  // the caller keeps the object alive
+        return static_cast<I*>(out);
+    }
+    return nullptr;
+}
+
+// A reference to an object that the caller keeps alive, passed on without
+// touching the count (the dispatch loops hold their listeners and events).
+template <class I>
+class Borrowed {
+public:
+    explicit Borrowed(I* p) noexcept : FRef(IntfRef<I>::Adopt(p)) {}
+    Borrowed(const Borrowed&) = delete;
+    Borrowed& operator=(const Borrowed&) = delete;
+    ~Borrowed() { FRef.detach(); }
+    operator const IntfRef<I>&() const noexcept { return FRef; }
+    I* operator->() const noexcept { return FRef.get(); }
+
+private:
+    IntfRef<I> FRef;
+};
+
 // The raising cast: EIntfCastError "Interface not supported" when the object
 // lacks the contract. A nil reference casts to nil.
 [[noreturn]] void RaiseIntfCastError();
@@ -210,6 +272,14 @@ IntfRef<I> As(U* Obj) {
 template <class I, class U>
 IntfRef<I> As(const IntfRef<U>& Obj) {
     return As<I>(Obj.get());
+}
+// The raising cast without a reference, for objects the caller keeps alive.
+template <class I, class U>
+I* AsPtr(U* Obj) {
+    if (!Obj) return nullptr;
+    I* r = SupportsPtr<I>(Obj);
+    if (!r) RaiseIntfCastError();
+    return r;
 }
 
 // The base of every reference-counted class. The count starts at one while

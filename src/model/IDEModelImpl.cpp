@@ -3,7 +3,7 @@
 namespace ide {
 
 void TSingletonModelEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    As<ISingletonModelListener>(L)->ModelContentChanged(IntfRef<ISingletonModelEvent>(this));
+    AsPtr<ISingletonModelListener>(L.get())->ModelContentChanged(Borrowed<ISingletonModelEvent>(this));
 }
 
 void TSingletonModelMulticaster::Dispatch(const IntfRef<ISingletonModelEvent>& E) {

@@ -46,7 +46,10 @@ protected:
 template <class Listener, class Event, class Call>
 void DispatchTyped(const TListenerList& Listeners, const IntfRef<Event>& E, Call&& call) {
     IntfRef<Event> event(E);
-    Listeners.ForEach([&](const IntfRef<IInterface>& l) { call(As<Listener>(l), event); });
+    Listeners.ForEach([&](const IntfRef<IInterface>& l) {
+        Borrowed<Listener> listener(AsPtr<Listener>(l.get()));
+        call(static_cast<const IntfRef<Listener>&>(listener), event);
+    });
 }
 
 class TSingletonModelEvent : public TModelEvent, public virtual ISingletonModelEvent {

@@ -27,19 +27,19 @@ void CallSelectionMethod(const IntfRef<IVectorSelectionListener>& L, const IntfR
 }  // namespace
 
 void TVectorModelEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    CallModelMethod(As<IVectorModelListener>(L), IntfRef<IVectorModelEvent>(this));
+    CallModelMethod<IVectorModelListener, IVectorModelEvent>(Borrowed<IVectorModelListener>(AsPtr<IVectorModelListener>(L.get())), Borrowed<IVectorModelEvent>(this));
 }
 
 void TVectorSubfocusEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    As<IVectorSubfocusListener>(L)->SubfocusChanged(IntfRef<IVectorSubfocusEvent>(this));
+    AsPtr<IVectorSubfocusListener>(L.get())->SubfocusChanged(Borrowed<IVectorSubfocusEvent>(this));
 }
 
 void TVectorSubfocusEvent::VetoableDispatch(const IntfRef<IEventListener>& L) {
-    As<IVectorSubfocusListener>(L)->SubfocusChanging(IntfRef<IVectorSubfocusEvent>(this));
+    AsPtr<IVectorSubfocusListener>(L.get())->SubfocusChanging(Borrowed<IVectorSubfocusEvent>(this));
 }
 
 void TVectorSelectionEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    CallSelectionMethod(As<IVectorSelectionListener>(L), IntfRef<IVectorSelectionEvent>(this));
+    CallSelectionMethod(Borrowed<IVectorSelectionListener>(AsPtr<IVectorSelectionListener>(L.get())), Borrowed<IVectorSelectionEvent>(this));
 }
 
 void TVectorModelMulticaster::Dispatch(const IntfRef<IVectorModelEvent>& E) {
