@@ -52,6 +52,16 @@ TEST(StringHashes, CaseSensitiveHashCoversHalfTheStorage) {
     EXPECT_EQ(StrHash(u"AB"), 0x41u << 5);         // bytes 'A', 0
     EXPECT_EQ(StrHash(u"ABCD"), StrHash(u"ABXY"));  // second half unseen
     EXPECT_NE(StrHash(u"ABCD"), StrHash(u"AXCD"));
+    // Any length and any code units: rotate left by 5 and xor, byte by byte.
+    uint32_t seed = 12345;
+    for (size_t len = 1; len < 40; ++len) {
+        String s(len, u'\0');
+        for (auto& c : s) c = static_cast<Char>((seed = seed * 1103515245u + 12345u) >> 8);
+        const auto* bytes = reinterpret_cast<const uint8_t*>(s.data());
+        uint32_t h = 0;
+        for (size_t i = 0; i < len; ++i) h = ((h << 5) | (h >> 27)) ^ bytes[i];
+        EXPECT_EQ(StrHash(s), h) << len;
+    }
 }
 
 TEST(StringHashes, CaseInsensitiveTableAndItsLimits) {
