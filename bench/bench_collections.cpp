@@ -32,7 +32,7 @@ using namespace ide;
 namespace {
 
 constexpr int kCount = 1000000;
-constexpr int kIterations = 5;
+constexpr int kIterations = 3;
 
 String RandomIdentifier(std::mt19937& Rng, int Length) {
     static const char kAlpha[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
