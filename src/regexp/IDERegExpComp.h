@@ -1,0 +1,272 @@
+// The regular expression engine: a small backtracking matcher over UTF-16
+// text. TIDERegularExpression is the component a host uses; TCompiledRE is
+// the program it owns while its pattern stays the same.
+//
+// Syntax (everything else is a literal character):
+//   ^  start of the whole text        $  end of the whole text
+//   .  one character                  [...] [^...]  one of / none of
+//   (...)  group                      a|b  alternatives, first one first
+//   x* x+ x?  greedy repeats          \_  a character of set 0
+//   \w \W  (the same) a character of set 1
+//   \c  the literal character c; `]`, `{` and `}` are ordinary.
+//
+// Positions are UTF-16 code units. The text is treated as one line; a line
+// break is an ordinary character. A NUL code unit ends the pattern and acts as
+// the text's terminator wherever the engine looks for one.
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/Runtime.h"
+#include "regexp/IDERegExpConst.h"
+
+namespace ide {
+
+IDE_DECLARE_EXCEPTION(EREError, Exception)
+
+// Raises EREError with one of the messages of IDERegExpConst.h.
+[[noreturn]] void REError(const char* Msg);
+
+enum TREOption : uint8_t { reCaseInsensitive, reAutoMatch };
+
+// A set of TREOption.
+class TREOptions {
+public:
+    constexpr TREOptions() = default;
+    constexpr TREOptions(std::initializer_list<TREOption> Items) {
+        for (TREOption o : Items) FBits |= Bit(o);
+    }
+    constexpr bool Contains(TREOption O) const { return (FBits & Bit(O)) != 0; }
+    constexpr TREOptions& Include(TREOption O) { FBits |= Bit(O); return *this; }
+    constexpr TREOptions& Exclude(TREOption O) { FBits &= ~Bit(O); return *this; }
+    constexpr bool Empty() const { return FBits == 0; }
+    friend constexpr bool operator==(TREOptions A, TREOptions B) { return A.FBits == B.FBits; }
+
+private:
+    static constexpr uint8_t Bit(TREOption O) { return static_cast<uint8_t>(1u << O); }
+    uint8_t FBits = 0;
+};
+
+enum TIsMatch : uint8_t { imUnknown, imNo, imYes };
+
+// A set of 8-bit characters; only members 1 to 255 take part in matching.
+using TRECharSet = std::bitset<256>;
+
+// The node kinds of a program, in their fixed order.
+enum TNodeKind : uint8_t {
+    tnEND, tnBOL, tnEOL, tnANY, tnANYOF, tnANYBUT, tnBRANCH, tnEXACTLY, tnNOTHING, tnSTAR, tnPLUS,
+    tnOPEN,  // never emitted: slot 0 is the whole match
+    tnOPEN1, tnOPEN2, tnOPEN3, tnOPEN4, tnOPEN5, tnOPEN6, tnOPEN7, tnOPEN8, tnOPEN9,
+    tnCLOSE,  // never emitted by design; group 10's open node lands on it
+    tnCLOSE1, tnCLOSE2, tnCLOSE3, tnCLOSE4, tnCLOSE5, tnCLOSE6, tnCLOSE7, tnCLOSE8, tnCLOSE9,
+};
+
+// Flags that the compiler passes up while scanning (combined as bits).
+enum TNodeFlag : uint8_t {
+    nfHasWidth = 1,  // cannot match empty
+    nfSimple = 2,    // exactly one character wide: usable under tnSTAR / tnPLUS
+    nfSPStart = 4,   // starts with a repeat: the required-literal shortcut applies
+};
+
+inline constexpr int MaxSubExpressions = 6000;  // compile-time bound on groups
+inline constexpr int MatchSlots = 6001;         // slot 0 plus every group
+
+class TIDERegularExpression;
+
+// The compiled program. A node is, at a fixed layout:
+//   bytes 0-3  Kind (TNodeKind in the low byte, the rest zero)
+//   bytes 4-7  Next: signed byte distance to the next node, 0 for none
+//   bytes 8-   Operand: a NUL-terminated string of UTF-16 units, or the
+//              nested chain of a tnBRANCH / tnSTAR / tnPLUS.
+// The compiler runs twice over the pattern: the first pass only counts (8
+// bytes a node, 2 a character), then the block is allocated once at that exact
+// size and the second pass fills it.
+class TCompiledRE : public TObject {
+public:
+    // Compiles the pattern of ARE with its options and character sets.
+    // Raises EREError for a bad pattern.
+    explicit TCompiledRE(TIDERegularExpression* ARE);
+    ~TCompiledRE() override;
+    TCompiledRE(const TCompiledRE&) = delete;
+    TCompiledRE& operator=(const TCompiledRE&) = delete;
+
+    // Searches FRE's text, trying positions from Start on (0 for Match), and
+    // fills FRE's slots on success.
+    bool Match(size_t Start);
+
+    // Introspection, for tests and the gallery.
+    int64_t CodeSize() const { return FCodeSize; }
+    Char Begin() const { return FBegin; }
+    bool Anchor() const { return FAnchor; }
+    std::u16string_view OptMatch() const;
+    const String& CIPattern() const { return FCIPattern; }
+    // A listing of the program in memory order: one node a line,
+    // "offset: KIND [operand] -> next". Meant for programs of fewer than ten
+    // groups; with more, group nodes take other kinds and the listing may
+    // misread the bytes that follow them.
+    std::string Dump() const;
+
+private:
+    using PNode = Char*;
+    using PCNode = const Char*;
+
+    // Compiler.
+    void ScanRE(bool Paren, int& Flags, PNode& Result);
+    PNode ScanBranch(int& Flags);
+    PNode ScanPiece(int& Flags);
+    PNode ScanAtom(int& Flags);
+    void ScanBracket();
+    void ScanSetNode(int Index);
+    bool Sizing() const { return FEmit == reinterpret_cast<const Char*>(&FEmit); }
+    PNode EmitNode(int Kind);
+    void EmitChar(Char C);
+    void EmitInsert(int Kind, PNode Opnd);
+    void EmitTail(PNode P, PNode Val);
+    void EmitOpndTailFixup(PNode P, PNode Val);
+    void Analyse(int Flags);
+    void BuildSetIndex();
+
+    // Matcher.
+    bool MatchText(size_t Start);
+    bool MatchExec(PCNode Node);
+    size_t MatchSimpleCount(PCNode Node);
+    bool InSet(PCNode Node, Char C) const;
+    Char Ch(size_t Pos) const { return Pos <= FLen ? FSubject[Pos] : Char(0); }
+    void PrepareSubject();
+
+    TIDERegularExpression* FRE;  // owner, not owned
+    String FCIPattern;           // the pattern as compiled
+    String FCIText;              // the text as matched, for reCaseInsensitive
+    uint64_t FCITextVersion = 0; // text version FCIText was made from (0: none)
+    Char FBegin = 0;             // if not 0, every match starts with it
+    bool FAnchor = false;        // can only match at the start
+    PCNode FOptMatch = nullptr;  // a literal every match contains
+    int FOptMatchLen = 0;
+    const Char* FScan = nullptr; // cursor in the pattern while compiling
+    size_t FPos = 0;             // cursor in the subject while matching
+    PNode FNodes = nullptr;      // the program
+    Char* FEmit = nullptr;       // write position; points at itself in pass one
+    int64_t FCodeSize = 0;       // bytes counted by pass one
+    std::unique_ptr<Char[]> FBlock;
+
+    // Matching accelerators, built after pass two; they never change what
+    // matches. Per set node (by unit offset) an index into FSetMaps.
+    struct TSetMap {
+        std::bitset<256> Low;  // members below 256
+        bool Wide = false;     // some member is 256 or above
+        std::shared_ptr<std::bitset<65536>> All;  // every member, for long wide sets
+    };
+    std::vector<int32_t> FSetIndex;
+    std::vector<TSetMap> FSetMaps;
+    std::vector<size_t> FSetNodes;  // unit offsets of set nodes while emitting
+    bool FHasFirstSet = false;      // positions may be skipped by FFirstSet
+    std::bitset<256> FFirstSet;     // possible first characters below 256
+    bool FFirstWide = false;        // a first character may be 256 or above
+
+    // The subject while matching.
+    const Char* FSubject = nullptr;
+    size_t FLen = 0;
+#ifdef IDE_REGEXP_STEP_BUDGET
+    long FSteps = 0;
+#endif
+};
+
+#ifdef IDE_REGEXP_STEP_BUDGET
+// Builds for fuzzing bound the work of one match; this is raised past the
+// bound. Never part of a normal build.
+IDE_DECLARE_EXCEPTION(ERETooMuchWork, Exception)
+#endif
+
+// The component. Set Pattern, Options and Text, then ask IsMatch and the
+// slots; or call Match(Text). Pattern, options and character sets invalidate
+// the program; the text invalidates only the result. Reading a result
+// compiles on demand.
+class TIDERegularExpression : public TObject {
+public:
+    explicit TIDERegularExpression(TObject* AOwner = nullptr);
+    ~TIDERegularExpression() override;
+    TIDERegularExpression(const TIDERegularExpression&) = delete;
+    TIDERegularExpression& operator=(const TIDERegularExpression&) = delete;
+
+    // Stores the options, then sets the pattern.
+    static std::unique_ptr<TIDERegularExpression> CreateRE(TObject* AOwner, const String& APattern,
+                                                           TREOptions AOptions);
+
+    TObject* Owner() const { return FOwner; }
+
+    const String& Pattern() const { return FPattern; }
+    void SetPattern(const String& Value);
+    TREOptions Options() const { return FOptions; }
+    void SetOptions(TREOptions Value);
+    const String& Text() const { return FText; }
+    void SetText(const String& Value);
+    // Set 0 is the `\_` set, set 1 the `\w` set. Empty means the default
+    // (line feed, carriage return, blank: members of set 0, non-members of
+    // set 1).
+    const TRECharSet& CharSet(int Index) const;
+    void SetCharSet(int Index, const TRECharSet& Value);
+    int CharCount(int Index) const;
+
+    void Compile();
+    void UnCompile();
+    void ResetMatches();
+    bool Match(const String& AText);
+    // Not part of the classic interface: searches Text (which is not stored
+    // again) for the first match that starts at Start or later, leaving the
+    // result exactly as Match would for such a match: `^` still means the
+    // start of the whole text, and slot 0 begins at the match found. Used to
+    // walk through all matches of a long text without copying it. Start past
+    // the end of the text finds nothing.
+    bool MatchFrom(size_t Start);
+    bool IsMatch();
+    int MatchCount();
+    String GetMatch(int AMatch);
+    int GetMatchPos(int AMatch);
+    int GetMatchLen(int AMatch);
+    void SetMatch(int AMatch, const String& AText);
+
+    // State, for tests and tools.
+    bool Compiled() const { return FCompiledRE != nullptr; }
+    TCompiledRE* CompiledRE() const { return FCompiledRE.get(); }
+    TIsMatch IsMatchState() const { return FIsMatch; }
+
+    // The slots hold byte offsets into the text's storage (a character is two
+    // bytes), or NotSet. The original engine kept byte addresses with nil for
+    // "not set"; offset 0 being a real position here, NotSet stands for nil.
+    static constexpr int64_t NotSet = INT64_MIN;
+    int64_t SlotStart(int AMatch) const { return FStarts[AMatch]; }
+    int64_t SlotEnd(int AMatch) const { return FEnds[AMatch]; }
+
+private:
+    friend class TCompiledRE;
+    void CheckSlot(int AMatch);
+
+    TObject* FOwner;
+    String FPattern;
+    String FText;
+    TREOptions FOptions;
+    int FCharCounts[2] = {0, 0};
+    TRECharSet FCharSets[2];
+    TIsMatch FIsMatch = imUnknown;
+    int FMatchCount = 0;
+    std::vector<int64_t> FStarts;
+    std::vector<int64_t> FEnds;
+    std::unique_ptr<TCompiledRE> FCompiledRE;
+    uint64_t FTextVersion = 1;  // bumped whenever FText changes
+};
+
+// The engine's upper-casing of one UTF-16 code unit: a fixed table, the same
+// in every locale, that keeps the length of the text (one unit to one unit).
+// It maps ASCII, Latin-1, Latin Extended-A, Latin Extended Additional, Greek,
+// Cyrillic, Armenian and the fullwidth Latin letters to their simple upper
+// case; every other unit, surrogates included, stays as it is.
+Char REUpCase(Char C) noexcept;
+String REUpperCase(std::u16string_view S);
+
+}  // namespace ide
