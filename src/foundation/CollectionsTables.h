@@ -44,8 +44,10 @@
 // the bytes of "AB", and reads back as "AB" followed by two characters 0
 // (length 4). Reading mirrors writing exactly: a length L creates a string of
 // L characters, zero-filled, whose first L bytes come from the stream. So a
-// stream read and written again comes out byte for byte the same, while a
-// table written and read again generally does not.
+// string read and written again gives the same bytes (a whole stream does too
+// when its keys stay distinct, though the pairs may come out in another
+// order), while a table written and read again generally does not hold the
+// same strings.
 // LoadFromStream adds pairs (without clearing the table first) until the
 // stream's position reaches its size. A truncated or corrupt stream - a length
 // field cut short, a negative length, or a length that runs past the end of
