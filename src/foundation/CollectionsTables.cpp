@@ -75,6 +75,19 @@ TCustomWideStringHashTable::TCustomWideStringHashTable(bool CaseSensitive, uint3
     FCompareValuesProc = &detail::SameWord;
 }
 
+template class THashTableOf<TCustomPointerHashTable, detail::TPtrValues>;
+template class THashTableOf<TCustomIntegerHashTable, detail::TObjValues<&detail::SameWord>>;
+template class THashTableOf<TCustomIntegerHashTable, detail::TIntfValues>;
+template class THashTableOf<TCustomInterfaceHashTable, detail::TStrValues<TStrEnumerator>>;
+template class THashTableOf<TCustomObjectHashTable, detail::TObjValues<&detail::SameWord>>;
+template class THashTableOf<TCustomObjectHashTable, detail::TIntfValues>;
+template class THashTableOf<TCustomStringHashTable, detail::TStrValues<TStrEnumerator>>;
+template class THashTableOf<TCustomStringHashTable, detail::TObjValues<&detail::ObjectEqualsWord>>;
+template class THashTableOf<TCustomStringHashTable, detail::TIntfValues>;
+template class THashTableOf<TCustomWideStringHashTable, detail::TStrValues<TWideStrEnumerator>>;
+template class THashTableOf<TCustomWideStringHashTable, detail::TObjValues<&detail::SameWord>>;
+template class THashTableOf<TCustomWideStringHashTable, detail::TIntfValues>;
+
 // ------------------------------------------------------ the string stream
 
 namespace {

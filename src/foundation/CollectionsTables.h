@@ -420,6 +420,20 @@ protected:
     /* The value of Key (nil if absent), removed from the table and not freed. */                   \
     TObject* Extract(KeyArg Key) { return this->ExtractValue(Key); }
 
+// Every combination the family uses is compiled once, in the library.
+extern template class THashTableOf<TCustomPointerHashTable, detail::TPtrValues>;
+extern template class THashTableOf<TCustomIntegerHashTable, detail::TObjValues<&detail::SameWord>>;
+extern template class THashTableOf<TCustomIntegerHashTable, detail::TIntfValues>;
+extern template class THashTableOf<TCustomInterfaceHashTable, detail::TStrValues<TStrEnumerator>>;
+extern template class THashTableOf<TCustomObjectHashTable, detail::TObjValues<&detail::SameWord>>;
+extern template class THashTableOf<TCustomObjectHashTable, detail::TIntfValues>;
+extern template class THashTableOf<TCustomStringHashTable, detail::TStrValues<TStrEnumerator>>;
+extern template class THashTableOf<TCustomStringHashTable, detail::TObjValues<&detail::ObjectEqualsWord>>;
+extern template class THashTableOf<TCustomStringHashTable, detail::TIntfValues>;
+extern template class THashTableOf<TCustomWideStringHashTable, detail::TStrValues<TWideStrEnumerator>>;
+extern template class THashTableOf<TCustomWideStringHashTable, detail::TObjValues<&detail::SameWord>>;
+extern template class THashTableOf<TCustomWideStringHashTable, detail::TIntfValues>;
+
 // ------------------------------------------------------ the concrete tables
 
 class TPointerHashTable : public THashTableOf<TCustomPointerHashTable, detail::TPtrValues> {
