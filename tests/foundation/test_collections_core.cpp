@@ -122,6 +122,15 @@ TEST(HashTableCore, FixedSize) {
     t.Add(W(1000), W(1));
     EXPECT_GT(t.GetTableLength(), 4u);
 
+    // A table that grew from nothing, fixed, then cleared, has no buckets
+    // again and can't take a key.
+    TPointerHashTable regrown(0, 1.0);
+    regrown.Add(W(1), W(1));
+    regrown.SetIsFixedSize(true);
+    regrown.Clear();
+    EXPECT_EQ(regrown.GetTableLength(), 0u);
+    ExpectRaise<ENotSupportedException>([&] { regrown.Add(W(1), W(2)); }, "Hash table is fixed with size 0");
+
     TNoGrowTable never(0, 1.0);
     ExpectRaise<ENotSupportedException>([&] { never.Add(W(1), W(2)); }, "Hash table is fixed with size 0");
     EXPECT_EQ(never.GetCount(), 0);
