@@ -39,10 +39,11 @@
 // The string stream (TStringHashTable::SaveToStream / LoadFromStream). Pairs
 // in enumeration order, no header and no count. Per pair: the key's length L
 // in characters as a 4-byte little-endian signed integer, then the first L
-// BYTES of the key's UTF-16 storage, then the same for the value. A string of
-// two-byte characters is thus cut to half its storage: "ABCD" is written as
-// the bytes of "AB", and reads back as "AB" followed by two characters 0
-// (length 4). Reading mirrors writing exactly: a length L creates a string of
+// BYTES of the key's UTF-16 storage (as the code units lie in memory,
+// little-endian on the library's platforms), then the same for the value. A
+// string of two-byte characters is thus cut to half its storage: "ABCD" is
+// written as the bytes of "AB", and reads back as "AB" followed by two
+// characters 0 (length 4). Reading mirrors writing exactly: a length L creates a string of
 // L characters, zero-filled, whose first L bytes come from the stream. So a
 // string read and written again gives the same bytes (a whole stream does too
 // when its keys stay distinct, though the pairs may come out in another
