@@ -43,9 +43,9 @@
 // little-endian on the library's platforms), then the same for the value. A
 // string of two-byte characters is thus cut to half its storage: "ABCD" is
 // written as the bytes of "AB", and reads back as "AB" followed by two
-// characters 0 (length 4). Reading mirrors writing exactly: a length L creates a string of
-// L characters, zero-filled, whose first L bytes come from the stream. So a
-// string read and written again gives the same bytes (a whole stream does too
+// characters 0 (length 4). Reading mirrors writing exactly: a length L
+// creates a string of L characters, zero-filled, whose first L bytes come
+// from the stream. So a string read and written again gives the same bytes (a whole stream does too
 // when its keys stay distinct, though the pairs may come out in another
 // order), while a table written and read again generally does not hold the
 // same strings.
