@@ -40,3 +40,13 @@ demo: deps build
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) $(BENCH_BUILD) build-fuzz
+
+# The regular expression engine's fuzzer (libFuzzer, ASan + UBSan, clang++).
+# Builds build-fuzz/fuzz_regexp and runs it for FUZZ_SECONDS (default 600).
+fuzz:
+	mkdir -p build-fuzz/corpus
+	clang++ -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=undefined \
+	  -DIDE_REGEXP_STEP_BUDGET=200000 -Isrc fuzz/fuzz_regexp.cpp src/regexp/*.cpp src/foundation/Runtime.cpp \
+	  -o build-fuzz/fuzz_regexp
+	build-fuzz/fuzz_regexp -max_total_time=$${FUZZ_SECONDS:-600} -max_len=300 -timeout=10 -print_final_stats=1 \
+	  build-fuzz/corpus fuzz/seeds

@@ -49,6 +49,8 @@ TCompiledRE::TCompiledRE(TIDERegularExpression* ARE) : FRE(ARE) {
     FEmit = FNodes;
     ScanRE(false, flags, top);
     FScan = nullptr;
+    // Both passes read the same pattern: they must agree to the byte.
+    if (FEmit != FNodes + FCodeSize / 2) REError(SErrorInternal);
 
     Analyse(flags);
     BuildSetIndex();

@@ -1,0 +1,158 @@
+// Fuzz target for the regular expression engine: random patterns, texts,
+// options and character sets through compile, match, the slots and SetMatch.
+//
+// Input sizes are bounded on purpose. The matcher recurses, and for repeats
+// over groups it recurses per character of the text, with no depth limit of
+// its own; compiling recurses per nesting level of the pattern. With at most
+// 64 pattern and 64 text code units the stack stays far below its limit
+// even under AddressSanitizer. The build also defines IDE_REGEXP_STEP_BUDGET,
+// which bounds the work of one match (a backtracking matcher is exponential
+// on some patterns, which is expected and not a fault).
+//
+// Layout of an input:
+//   byte 0     bit 0 reCaseInsensitive, bit 1 reAutoMatch, bit 2 custom set 0,
+//              bit 3 custom set 1, bit 4 prefix of many empty groups (so that
+//              the pattern's groups get numbers 226 and up, where node kinds
+//              wrap around), bit 5 walk all matches with MatchFrom
+//   32 bytes   set 0, if bit 2;  32 bytes set 1, if bit 3
+//   1 byte     number of prefix groups (225 + n mod 31), if bit 4
+//   1 byte     pattern length in units (mod 65)
+//   then units of the pattern and, after it, of the text (up to 64): a byte
+//   below 0xF8 is that unit; 0xF8 and above take the next two bytes as one
+//   16-bit unit.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "regexp/IDERegExpComp.h"
+
+using namespace ide;
+
+namespace {
+
+struct Reader {
+    const uint8_t* data;
+    size_t size;
+    size_t at = 0;
+    bool More() const { return at < size; }
+    uint8_t Byte() { return at < size ? data[at++] : 0; }
+    Char Unit() {
+        const uint8_t b = Byte();
+        if (b < 0xF8) return b;
+        const uint8_t hi = Byte();
+        return static_cast<Char>(hi << 8 | Byte());
+    }
+};
+
+void Check(bool Condition) {
+    if (!Condition) std::abort();
+}
+
+// Fresh: straight after a match (SetMatch moves slots by half distances, so
+// afterwards only reading them safely is checked).
+void ReadSlots(TIDERegularExpression& re, bool Fresh) {
+    const int count = re.MatchCount();
+    const int64_t limit = static_cast<int64_t>(re.Text().size()) + 1;
+    for (int i = 0; i < count && i < 16; ++i) {
+        const String m = re.GetMatch(i);
+        if (re.SlotStart(i) == TIDERegularExpression::NotSet || re.SlotEnd(i) == TIDERegularExpression::NotSet)
+            continue;
+        const int pos = re.GetMatchPos(i);
+        const int len = re.GetMatchLen(i);
+        Check(m.size() <= re.Text().size());
+        if (Fresh && i == 0) {
+            // The whole match lies in the text, its end at most one past the
+            // terminator.
+            Check(pos >= 0 && pos <= limit - 1);
+            Check(len >= 0 && pos + len <= limit);
+        }
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
+    Reader in{Data, Size};
+    const uint8_t mode = in.Byte();
+    TRECharSet sets[2];
+    for (int s = 0; s < 2; ++s) {
+        if (!(mode & (4 << s))) continue;
+        for (int b = 0; b < 32; ++b) {
+            const uint8_t v = in.Byte();
+            for (int k = 0; k < 8; ++k)
+                if (v >> k & 1) sets[s].set(static_cast<size_t>(b * 8 + k));
+        }
+    }
+
+    String pattern;
+    if (mode & 16) {
+        const int groups = 225 + in.Byte() % 31;
+        pattern.push_back(1);
+        for (int i = 0; i < groups; ++i) pattern += u"()";
+        pattern += u"|";
+    }
+    const size_t patternLen = in.Byte() % 65;
+    for (size_t i = 0; i < patternLen && in.More(); ++i) pattern.push_back(in.Unit());
+    String text;
+    while (in.More() && text.size() < 64) text.push_back(in.Unit());
+
+    TREOptions options;
+    if (mode & 1) options.Include(reCaseInsensitive);
+    if (mode & 2) options.Include(reAutoMatch);
+
+    try {
+        TIDERegularExpression re;
+        re.SetCharSet(0, sets[0]);
+        re.SetCharSet(1, sets[1]);
+        re.SetText(text);
+        try {
+            re.SetOptions(options);
+            re.SetPattern(pattern);
+        } catch (const EREError&) {
+            // Without reAutoMatch the setters only compile nothing, so this
+            // can't happen; with it, a refused pattern or a match-time error.
+            Check((mode & 2) != 0);
+            return 0;
+        }
+        try {
+            re.Compile();
+        } catch (const EREError&) {
+            Check(!re.Compiled());
+            return 0;
+        }
+        Check(re.CompiledRE()->CodeSize() > 0);
+        (void)re.CompiledRE()->Dump();
+        if (mode & 32) {
+            size_t from = 0;
+            for (int guard = 0; guard < 80 && from <= re.Text().size(); ++guard) {
+                if (!re.MatchFrom(from)) break;
+                ReadSlots(re, true);
+                const int pos = re.GetMatchPos(0);
+                const int len = re.GetMatchLen(0);
+                Check(static_cast<size_t>(pos) >= from);
+                from = static_cast<size_t>(pos) + static_cast<size_t>(len > 0 ? len : 1);
+            }
+            return 0;
+        }
+        if (re.IsMatch()) {
+            ReadSlots(re, true);
+            const int slot = static_cast<int>(text.size() % static_cast<size_t>(re.MatchCount()));
+            if (re.SlotStart(slot) != TIDERegularExpression::NotSet &&
+                re.SlotEnd(slot) != TIDERegularExpression::NotSet) {
+                re.SetMatch(slot, text.size() % 2 ? u"xyz" : u"");
+                if (re.IsMatch()) ReadSlots(re, (mode & 2) != 0);
+            }
+        }
+        // The text alone keeps the program.
+        TCompiledRE* program = re.CompiledRE();
+        re.SetText(pattern);
+        if (!(mode & 2)) Check(re.CompiledRE() == program);
+        (void)re.IsMatch();
+    } catch (const EREError&) {
+        // Refused at match time: ten or more groups, or group kinds that
+        // wrapped around. Expected.
+    } catch (const ERETooMuchWork&) {
+        // Exponential backtracking on a hostile pattern: the budget ended it.
+    }
+    return 0;
+}
