@@ -6,6 +6,10 @@
 #include <algorithm>
 #include <array>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace ide {
 
 void REError(const char* Msg) { throw EREError(Msg); }
@@ -83,8 +87,28 @@ Char REUpCase(Char C) noexcept { return UpCaseTable()[C]; }
 
 String REUpperCase(std::u16string_view S) {
     const auto& t = UpCaseTable();
-    String r(S);
-    for (Char& c : r) c = t[c];
+    String r(S.size(), Char(0));
+    const Char* in = S.data();
+    Char* out = r.data();
+    const size_t n = S.size();
+    size_t i = 0;
+#if defined(__SSE2__)
+    // Runs of ASCII go eight units at a time; anything else through the table.
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i beforeA = _mm_set1_epi16('a' - 1);
+    const __m128i afterZ = _mm_set1_epi16('z' + 1);
+    const __m128i caseBit = _mm_set1_epi16(0x20);
+    for (; i + 8 <= n; i += 8) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_srli_epi16(v, 7), zero)) != 0xFFFF) {
+            for (size_t k = i; k < i + 8; ++k) out[k] = t[in[k]];
+            continue;
+        }
+        const __m128i lower = _mm_and_si128(_mm_cmpgt_epi16(v, beforeA), _mm_cmpgt_epi16(afterZ, v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_sub_epi16(v, _mm_and_si128(lower, caseBit)));
+    }
+#endif
+    for (; i < n; ++i) out[i] = t[in[i]];
     return r;
 }
 
@@ -163,9 +187,13 @@ void TIDERegularExpression::UnCompile() {
 
 void TIDERegularExpression::ResetMatches() {
     FIsMatch = imUnknown;
-    const size_t n = static_cast<size_t>(std::clamp(FMatchCount, 0, MatchSlots));
-    std::fill_n(FStarts.begin(), n, NotSet);
-    std::fill_n(FEnds.begin(), n, NotSet);
+    const int n = std::clamp(FMatchCount, 0, MatchSlots);
+    int64_t* starts = FStarts.data();
+    int64_t* ends = FEnds.data();
+    for (int i = 0; i < n; ++i) {
+        starts[i] = NotSet;
+        ends[i] = NotSet;
+    }
 }
 
 bool TIDERegularExpression::Match(const String& AText) {

@@ -89,7 +89,7 @@ bool TCompiledRE::Match(size_t Start) {
         for (size_t at = Start;; ++at) {
             const Char c = s[at];
             if (c == 0) return false;
-            if (c < 256 ? FFirstSet.test(c) : FFirstWide)
+            if (c < 256 ? FFirstSet[c] : FFirstWide)
                 if (MatchText(at)) return true;
         }
     }
@@ -116,9 +116,9 @@ bool TCompiledRE::InSet(PCNode Node, Char C) const {
     const int32_t index = at < FSetIndex.size() ? FSetIndex[at] : -1;
     if (index >= 0) {
         const TSetMap& map = FSetMaps[static_cast<size_t>(index)];
-        if (C < 256) return map.Low.test(C);
+        if (C < 256) return map.Low[C];
         if (!map.Wide) return false;
-        if (map.All) return map.All->test(C);
+        if (map.All) return (*map.All)[C];
     }
     for (PCNode s = Operand(Node); *s; ++s)
         if (*s == C) return true;
@@ -239,17 +239,20 @@ size_t TCompiledRE::MatchSimpleCount(PCNode Node) {
     }
     case tnANYOF:
     case tnANYBUT: {
+        if (p > FLen) break;
         const bool want = Kind(Node) == tnANYOF;
         const size_t at = static_cast<size_t>(Node - FNodes);
         const int32_t index = at < FSetIndex.size() ? FSetIndex[at] : -1;
         if (index >= 0 && !FSetMaps[static_cast<size_t>(index)].Wide) {
+            // Members all below 256: one bitmap test a character.
             const std::bitset<256>& low = FSetMaps[static_cast<size_t>(index)].Low;
-            if (p <= FLen)
-                for (Char c; (c = s[p]) != 0; ++p)
-                    if ((c < 256 && low.test(c)) != want) break;
-        } else if (p <= FLen) {
-            for (Char c; (c = s[p]) != 0; ++p)
-                if (InSet(Node, c) != want) break;
+            if (want) {
+                for (Char c; (c = s[p]) != 0 && c < 256 && low[c]; ++p) {}
+            } else {
+                for (Char c; (c = s[p]) != 0 && (c >= 256 || !low[c]); ++p) {}
+            }
+        } else {
+            for (Char c; (c = s[p]) != 0 && InSet(Node, c) == want; ++p) {}
         }
         break;
     }
