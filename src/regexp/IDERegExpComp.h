@@ -13,6 +13,21 @@
 // Positions are UTF-16 code units. The text is treated as one line; a line
 // break is an ordinary character. A NUL code unit ends the pattern and acts as
 // the text's terminator wherever the engine looks for one.
+//
+// Oddities kept on purpose:
+// - A `.` also matches the terminator and moves one past it, so "a." matches
+//   "a" with a length of 2. That position reads as a terminator to the next
+//   node ("a.$" matches "a"); a further `.` fails there, having nothing left to
+//   step over ("a.." doesn't match "a", and "(.)*" ends).
+// - Up to 6000 groups compile, but node kinds hold nine: a group numbered 10
+//   or more gets the kind (number + 11) and 255 for its start and
+//   (number + 21) and 255 for its end. Group 10's start is tnCLOSE, which the
+//   matcher refuses with "*** internal RE error ***"; higher numbers land on
+//   other kinds and behave as those.
+// - \w and \W are the same; `{` and `}` are ordinary; brackets have no
+//   escapes; with reCaseInsensitive the pattern (so \w becomes \W) and the
+//   text are upper-cased but the character sets are not.
+// - SetMatch moves later slots by half the change of length (see SetMatch).
 #pragma once
 
 #include <bitset>
@@ -239,6 +254,11 @@ public:
     // The slots hold byte offsets into the text's storage (a character is two
     // bytes), or NotSet. The original engine kept byte addresses with nil for
     // "not set"; offset 0 being a real position here, NotSet stands for nil.
+    // An offset is valid in the text and in its upper-cased copy alike, so
+    // the translation from the copy to the text after a case-insensitive
+    // match changes nothing, and the slots of groups not taken stay NotSet
+    // (the original gave them meaningless values). GetMatchPos answers -1 and
+    // GetMatchLen 0 for such a slot; GetMatch an empty string.
     static constexpr int64_t NotSet = INT64_MIN;
     int64_t SlotStart(int AMatch) const { return FStarts[AMatch]; }
     int64_t SlotEnd(int AMatch) const { return FEnds[AMatch]; }
