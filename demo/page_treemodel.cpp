@@ -198,7 +198,12 @@ private:
     }
 
     void AddChild() {
-        Guarded([&] { model_->AddChild(Current(), Text(QString("node %1").arg(++count_))); });
+        Guarded([&] {
+            // Without a selection under the root; without a root, as the root.
+            auto parent = Current();
+            if (!parent) parent = model_->GetRoot();
+            model_->AddChild(parent, Text(QString("node %1").arg(++count_)));
+        });
     }
 
     void AddSibling() {
