@@ -13,7 +13,7 @@ inline constexpr const char* SErrorInvalidRepeat = "Invalid use of a repeat";
 inline constexpr const char* SErrorNestedRepeat = "Nested repeats not allowed";
 inline constexpr const char* SErrorInvalidRange = "Invalid range specifier";
 inline constexpr const char* SErrorUnmatchedBracket = "Unmatched \"[\"";
-inline constexpr const char* SErrorTrailingBackslash = "Trailing \"\\\" not allowed";
+inline constexpr const char* SErrorTrailingBackslash = R"(Trailing "\\" not allowed)";  // two backslashes
 inline constexpr const char* SErrorInternal = "*** internal RE error ***";
 
 }  // namespace ide

@@ -254,3 +254,20 @@ TEST(RegExpCompile, GroupKindsWrapAroundTheByte) {
 }
 
 }  // namespace
+
+// The message texts themselves, character for character.
+TEST(RegExpCompile, MessageTexts) {
+    EXPECT_STREQ(SErrorUnmatchedParens, "Unmatched \"(\"");
+    EXPECT_STREQ(SErrorUnmatchedBracket, "Unmatched \"[\"");
+    EXPECT_STREQ(SErrorTrailingBackslash, "Trailing \"\\\\\" not allowed");
+    EXPECT_STREQ(SErrorInternal, "*** internal RE error ***");
+    EXPECT_STREQ(SErrorNotFound, "No match found for regular expression");
+    TIDERegularExpression re;
+    re.SetPattern(U("ab\\"));
+    try {
+        re.Compile();
+        FAIL() << "compiled";
+    } catch (const EREError& e) {
+        EXPECT_EQ(std::string(e.what()), std::string("Trailing \"") + '\\' + '\\' + "\" not allowed");
+    }
+}
