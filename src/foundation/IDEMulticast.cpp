@@ -50,9 +50,7 @@ TEventMulticaster* TEventMulticaster::Remove2(TEventMulticaster* Caster, const I
 }
 
 void TKeyMulticaster::Dispatch(const IntfRef<IKeyEvent>& E) {
-    IntfRef<IKeyEvent> event(E);
-    FListeners.ForEach([&](const IntfRef<IInterface>& l) {
-        IKeyListener* listener = AsPtr<IKeyListener>(l.get());
+    DispatchEach(E, [](const IntfRef<IKeyListener>& listener, const IntfRef<IKeyEvent>& event) {
         switch (event->GetID()) {
             case KEY_TYPED: listener->KeyTyped(event); break;
             case KEY_PRESSED: listener->KeyPressed(event); break;
@@ -63,8 +61,9 @@ void TKeyMulticaster::Dispatch(const IntfRef<IKeyEvent>& E) {
 }
 
 void TActionMulticaster::Dispatch(const IntfRef<IActionEvent>& E) {
-    IntfRef<IActionEvent> event(E);
-    FListeners.ForEach([&](const IntfRef<IInterface>& l) { AsPtr<IActionListener>(l.get())->ActionPerformed(event); });
+    DispatchEach(E, [](const IntfRef<IActionListener>& listener, const IntfRef<IActionEvent>& event) {
+        listener->ActionPerformed(event);
+    });
 }
 
 // ---- the listener tree ------------------------------------------------------

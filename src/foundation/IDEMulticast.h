@@ -34,6 +34,32 @@ private:
     IntfRef<IInterfaceList> FListeners;
 };
 
+// The bookkeeping of a typed multicaster: a listener of one kind that passes
+// each event on to the listeners registered with it, in registration order, on
+// a snapshot. Adding ignores a listener already present.
+template <class Listener>
+class TTypedMulticaster : public TInterfacedObject {
+public:
+    bool HasListeners() const { return FListeners.HasListeners(); }
+    int Find(const IntfRef<Listener>& L) const { return FListeners.Find(L); }
+
+protected:
+    void AddListener(const IntfRef<Listener>& L) { FListeners.Add(L, Find(L)); }
+    void RemoveListener(const IntfRef<Listener>& L) { FListeners.Remove(L); }
+    // call(listener, event) for each listener; `call` picks the method by the
+    // event's id, read anew for each listener.
+    template <class Event, class Call>
+    void DispatchEach(const IntfRef<Event>& E, Call&& call) const {
+        IntfRef<Event> event(E);
+        FListeners.ForEach([&](const IntfRef<IInterface>& l) {
+            Borrowed<Listener> listener(AsPtr<Listener>(l.get()));
+            call(static_cast<const IntfRef<Listener>&>(listener), event);
+        });
+    }
+
+    TListenerList FListeners;
+};
+
 // The plain listener list of models and selections; its owner frees it.
 class TEventMulticaster : public TObject {
 public:
@@ -71,37 +97,29 @@ struct IKeyMulticaster : virtual IKeyListener {
 
 // A key listener that passes key events on. The method comes from the event's
 // id, read anew for each listener, not from which method was called.
-class TKeyMulticaster : public TInterfacedObject, public virtual IKeyMulticaster {
+class TKeyMulticaster : public TTypedMulticaster<IKeyListener>, public virtual IKeyMulticaster {
 public:
     void KeyTyped(const IntfRef<IKeyEvent>& E) override { Guarded(E); }
     void KeyPressed(const IntfRef<IKeyEvent>& E) override { Guarded(E); }
     void KeyReleased(const IntfRef<IKeyEvent>& E) override { Guarded(E); }
-    bool HasListeners() const { return FListeners.HasListeners(); }
     void Dispatch(const IntfRef<IKeyEvent>& E);
-    int Find(const IntfRef<IKeyListener>& Listener) const { return FListeners.Find(Listener); }
-    void Add(const IntfRef<IKeyListener>& Listener) override { FListeners.Add(Listener, Find(Listener)); }
-    void Remove(const IntfRef<IKeyListener>& Listener) override { FListeners.Remove(Listener); }
+    void Add(const IntfRef<IKeyListener>& Listener) override { AddListener(Listener); }
+    void Remove(const IntfRef<IKeyListener>& Listener) override { RemoveListener(Listener); }
 
 private:
     void Guarded(const IntfRef<IKeyEvent>& E) {
-        if (FListeners.HasListeners()) Dispatch(E);
+        if (HasListeners()) Dispatch(E);
     }
-    TListenerList FListeners;
 };
 
-class TActionMulticaster : public TInterfacedObject, public virtual IActionListener {
+class TActionMulticaster : public TTypedMulticaster<IActionListener>, public virtual IActionListener {
 public:
     void ActionPerformed(const IntfRef<IActionEvent>& E) override {
-        if (FListeners.HasListeners()) Dispatch(E);
+        if (HasListeners()) Dispatch(E);
     }
-    bool HasListeners() const { return FListeners.HasListeners(); }
     void Dispatch(const IntfRef<IActionEvent>& E);
-    int Find(const IntfRef<IActionListener>& Listener) const { return FListeners.Find(Listener); }
-    void Add(const IntfRef<IActionListener>& Listener) { FListeners.Add(Listener, Find(Listener)); }
-    void Remove(const IntfRef<IActionListener>& Listener) { FListeners.Remove(Listener); }
-
-private:
-    TListenerList FListeners;
+    void Add(const IntfRef<IActionListener>& Listener) { AddListener(Listener); }
+    void Remove(const IntfRef<IActionListener>& Listener) { RemoveListener(Listener); }
 };
 
 struct IAWTEventMulticaster : virtual IEventListener {

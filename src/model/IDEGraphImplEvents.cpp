@@ -35,7 +35,7 @@ void TGraphSelectionEvent::Dispatch(const IntfRef<IEventListener>& L) {
 }
 
 void TGraphSelectionMulticaster::Dispatch(const IntfRef<IGraphSelectionEvent>& E) {
-    DispatchTyped<IGraphSelectionListener>(FListeners, E, [](const auto& l, const auto& e) {
+    DispatchEach(E, [](const auto& l, const auto& e) {
         switch (e->GetId()) {
             case scItem: l->SelectionItemChanged(e); break;
             case scWhole: l->SelectionChanged(e); break;

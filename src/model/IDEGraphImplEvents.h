@@ -65,22 +65,18 @@ private:
 
 // Passes selection events on; the method comes from the event's id, read anew
 // for each listener.
-class TGraphSelectionMulticaster : public TInterfacedObject, public virtual IGraphSelectionMulticaster {
+class TGraphSelectionMulticaster : public TTypedMulticaster<IGraphSelectionListener>,
+                                   public virtual IGraphSelectionMulticaster {
 public:
     void SelectionItemChanged(const IntfRef<IGraphSelectionEvent>& E) override {
-        if (FListeners.HasListeners()) Dispatch(E);
+        if (HasListeners()) Dispatch(E);
     }
     void SelectionChanged(const IntfRef<IGraphSelectionEvent>& E) override {
-        if (FListeners.HasListeners()) Dispatch(E);
+        if (HasListeners()) Dispatch(E);
     }
     void Dispatch(const IntfRef<IGraphSelectionEvent>& E);
-    bool HasListeners() const { return FListeners.HasListeners(); }
-    int Find(const IntfRef<IGraphSelectionListener>& L) const { return FListeners.Find(L); }
-    void Add(const IntfRef<IGraphSelectionListener>& L) override { FListeners.Add(L, Find(L)); }
-    void Remove(const IntfRef<IGraphSelectionListener>& L) override { FListeners.Remove(L); }
-
-private:
-    TListenerList FListeners;
+    void Add(const IntfRef<IGraphSelectionListener>& L) override { AddListener(L); }
+    void Remove(const IntfRef<IGraphSelectionListener>& L) override { RemoveListener(L); }
 };
 
 // A graph model listener that passes events on and can hold them back in a

@@ -7,7 +7,7 @@ void TSingletonModelEvent::Dispatch(const IntfRef<IEventListener>& L) {
 }
 
 void TSingletonModelMulticaster::Dispatch(const IntfRef<ISingletonModelEvent>& E) {
-    DispatchTyped<ISingletonModelListener>(FListeners, E, [](const auto& l, const auto& e) {
+    DispatchEach(E, [](const auto& l, const auto& e) {
         if (e->GetId() == mcContent) l->ModelContentChanged(e);
     });
 }

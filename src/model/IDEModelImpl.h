@@ -39,19 +39,6 @@ protected:
     int FChange;
 };
 
-// A typed multicaster: a listener of one kind that passes each event on to the
-// listeners registered with it, in registration order, on a snapshot.
-// `Call(listener, event)` picks the method by the event's id, read anew for
-// each listener.
-template <class Listener, class Event, class Call>
-void DispatchTyped(const TListenerList& Listeners, const IntfRef<Event>& E, Call&& call) {
-    IntfRef<Event> event(E);
-    Listeners.ForEach([&](const IntfRef<IInterface>& l) {
-        Borrowed<Listener> listener(AsPtr<Listener>(l.get()));
-        call(static_cast<const IntfRef<Listener>&>(listener), event);
-    });
-}
-
 class TSingletonModelEvent : public TModelEvent, public virtual ISingletonModelEvent {
 public:
     explicit TSingletonModelEvent(const IntfRef<ISingletonModel>& Model) : TModelEvent(Model, mcContent), FModel(Model) {}
@@ -62,19 +49,15 @@ private:
     IntfRef<ISingletonModel> FModel;
 };
 
-class TSingletonModelMulticaster : public TInterfacedObject, public virtual ISingletonModelMulticaster {
+class TSingletonModelMulticaster : public TTypedMulticaster<ISingletonModelListener>,
+                                   public virtual ISingletonModelMulticaster {
 public:
     void ModelContentChanged(const IntfRef<ISingletonModelEvent>& E) override {
-        if (FListeners.HasListeners()) Dispatch(E);
+        if (HasListeners()) Dispatch(E);
     }
     void Dispatch(const IntfRef<ISingletonModelEvent>& E);
-    bool HasListeners() const { return FListeners.HasListeners(); }
-    int Find(const IntfRef<ISingletonModelListener>& L) const { return FListeners.Find(L); }
-    void Add(const IntfRef<ISingletonModelListener>& L) override { FListeners.Add(L, Find(L)); }
-    void Remove(const IntfRef<ISingletonModelListener>& L) override { FListeners.Remove(L); }
-
-private:
-    TListenerList FListeners;
+    void Add(const IntfRef<ISingletonModelListener>& L) override { AddListener(L); }
+    void Remove(const IntfRef<ISingletonModelListener>& L) override { RemoveListener(L); }
 };
 
 // A model holding one text item.

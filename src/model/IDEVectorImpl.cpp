@@ -43,11 +43,11 @@ void TVectorSelectionEvent::Dispatch(const IntfRef<IEventListener>& L) {
 }
 
 void TVectorModelMulticaster::Dispatch(const IntfRef<IVectorModelEvent>& E) {
-    DispatchTyped<IVectorModelListener>(FListeners, E, [](const auto& l, const auto& e) { CallModelMethod(l, e); });
+    DispatchEach(E, [](const auto& l, const auto& e) { CallModelMethod(l, e); });
 }
 
 void TVectorSelectionMulticaster::Dispatch(const IntfRef<IVectorSelectionEvent>& E) {
-    DispatchTyped<IVectorSelectionListener>(FListeners, E, CallSelectionMethod);
+    DispatchEach(E, CallSelectionMethod);
 }
 
 // ---- container ----------------------------------------------------------------

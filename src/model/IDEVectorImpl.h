@@ -90,39 +90,33 @@ public:
     void SubfocusChanged(const IntfRef<IVectorSubfocusEvent>&) override {}
 };
 
-class TVectorModelMulticaster : public TInterfacedObject, public virtual IVectorModelMulticaster {
+class TVectorModelMulticaster : public TTypedMulticaster<IVectorModelListener>, public virtual IVectorModelMulticaster {
 public:
     void ModelStructureChanged(const IntfRef<IVectorModelEvent>& E) override { Guarded(E); }
     void ModelContentChanged(const IntfRef<IVectorModelEvent>& E) override { Guarded(E); }
     void Dispatch(const IntfRef<IVectorModelEvent>& E);
-    bool HasListeners() const { return FListeners.HasListeners(); }
-    int Find(const IntfRef<IVectorModelListener>& L) const { return FListeners.Find(L); }
-    void Add(const IntfRef<IVectorModelListener>& L) override { FListeners.Add(L, Find(L)); }
-    void Remove(const IntfRef<IVectorModelListener>& L) override { FListeners.Remove(L); }
+    void Add(const IntfRef<IVectorModelListener>& L) override { AddListener(L); }
+    void Remove(const IntfRef<IVectorModelListener>& L) override { RemoveListener(L); }
 
 private:
     void Guarded(const IntfRef<IVectorModelEvent>& E) {
-        if (FListeners.HasListeners()) Dispatch(E);
+        if (HasListeners()) Dispatch(E);
     }
-    TListenerList FListeners;
 };
 
-class TVectorSelectionMulticaster : public TInterfacedObject, public virtual IVectorSelectionMulticaster {
+class TVectorSelectionMulticaster : public TTypedMulticaster<IVectorSelectionListener>, public virtual IVectorSelectionMulticaster {
 public:
     void SelectionItemChanged(const IntfRef<IVectorSelectionEvent>& E) override { Guarded(E); }
     void SelectionRangeChanged(const IntfRef<IVectorSelectionEvent>& E) override { Guarded(E); }
     void SelectionChanged(const IntfRef<IVectorSelectionEvent>& E) override { Guarded(E); }
     void Dispatch(const IntfRef<IVectorSelectionEvent>& E);
-    bool HasListeners() const { return FListeners.HasListeners(); }
-    int Find(const IntfRef<IVectorSelectionListener>& L) const { return FListeners.Find(L); }
-    void Add(const IntfRef<IVectorSelectionListener>& L) override { FListeners.Add(L, Find(L)); }
-    void Remove(const IntfRef<IVectorSelectionListener>& L) override { FListeners.Remove(L); }
+    void Add(const IntfRef<IVectorSelectionListener>& L) override { AddListener(L); }
+    void Remove(const IntfRef<IVectorSelectionListener>& L) override { RemoveListener(L); }
 
 private:
     void Guarded(const IntfRef<IVectorSelectionEvent>& E) {
-        if (FListeners.HasListeners()) Dispatch(E);
+        if (HasListeners()) Dispatch(E);
     }
-    TListenerList FListeners;
 };
 
 // A list of IInterface items. AddItem reports the count after the addition as
