@@ -9,6 +9,14 @@ void TListenerList::Add(const IntfRef<IInterface>& Listener, int Found) {
     FListeners = std::move(next);
 }
 
+void TListenerList::Remove(const IntfRef<IInterface>& Listener) {
+    int i = FListeners->IndexOf(Listener);
+    if (i < 0) return;
+    IntfRef<IInterfaceList> next = CloneInterfaceList(FListeners);
+    next->Delete(i);
+    FListeners = std::move(next);
+}
+
 bool TEventMulticaster::HasListeners() { return FListeners.HasListeners(); }
 
 void TEventMulticaster::Dispatch(const IntfRef<IDispatchableEvent>& E) {

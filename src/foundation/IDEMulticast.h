@@ -7,10 +7,12 @@
 
 namespace ide {
 
-// The listener list that every list multicaster keeps. Adding is copy on
-// write and ignores a listener already present; removing is in place; a
-// dispatch works on a snapshot, so listeners added or removed while it runs
-// take effect from the next dispatch.
+// The listener list that every list multicaster keeps. A dispatch works on
+// the list as it was when the dispatch began, so listeners added or removed
+// while it runs take effect from the next dispatch. The list held here is
+// never changed once made: adding and removing build a new one (and adding a
+// listener already present does nothing), so a dispatch takes the current
+// list by reference instead of copying it, with the same result as copying.
 class TListenerList {
 public:
     TListenerList() : FListeners(NewInterfaceList()) {}
@@ -19,15 +21,17 @@ public:
     int Find(const IntfRef<IInterface>& Listener) const { return FListeners->IndexOf(Listener); }
     // Adds unless Find (which the owner may redefine) reports it present.
     void Add(const IntfRef<IInterface>& Listener, int Found);
-    void Remove(const IntfRef<IInterface>& Listener) { FListeners->Remove(Listener); }
+    // Removing an absent listener does nothing.
+    void Remove(const IntfRef<IInterface>& Listener);
+    // The listeners now, in registration order; later changes don't reach it.
     IntfRef<IInterfaceList> Snapshot() const { return CloneInterfaceList(FListeners); }
-    const IntfRef<IInterfaceList>& List() const { return FListeners; }
 
-    // Calls f(listener) for every listener of a snapshot, in registration order.
+    // Calls f(listener) for every listener registered when the call began,
+    // in registration order.
     template <class F>
     void ForEach(F&& f) const {
-        IntfRef<IInterfaceList> clone = Snapshot();
-        ForEachItem(clone.get(), f);
+        IntfRef<IInterfaceList> current = FListeners;
+        ForEachItem(current.get(), f);
     }
 
 private:
@@ -76,7 +80,8 @@ public:
     virtual int Find(const IntfRef<IEventListener>& Listener);
     virtual void Add(const IntfRef<IEventListener>& Listener);
     virtual void Remove(const IntfRef<IEventListener>& Listener);
-    const IntfRef<IInterfaceList>& Listeners() const { return FListeners.List(); }
+    // A copy of the listeners in registration order.
+    IntfRef<IInterfaceList> Listeners() const { return FListeners.Snapshot(); }
 
     // The caster with the listener added; a new plain TEventMulticaster, owned
     // by the caller, when Caster is nil.
