@@ -46,6 +46,13 @@ InterfaceCaster FindInterfaceCaster(const TGUID& IID) {
     return it == r.map.end() ? nullptr : it->second;
 }
 
+namespace detail {
+bool HasOwnQuery(IInterface* base) {
+    auto* obj = dynamic_cast<TInterfacedObject*>(base);
+    return !obj || obj->HasOwnQueryInterface();
+}
+}  // namespace detail
+
 void RaiseIntfCastError() { throw EIntfCastError("Interface not supported"); }
 
 HResult TInterfacedObject::QueryInterface(const TGUID& IID, void** Obj) {

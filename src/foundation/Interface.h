@@ -183,12 +183,22 @@ namespace detail {
 // depends only on the object's dynamic type, so each thread remembers the
 // sub-object offset for the last type it saw per contract: event dispatch
 // casts the same listener classes over and over.
+// True when the object answers QueryInterface by its own rules rather than
+// by the contracts its class derives from (see TInterfacedObject).
+bool HasOwnQuery(IInterface* base);
+
+struct CastResult {
+    void* ptr;
+    bool ownQuery;  // worth asking QueryInterface when ptr is null
+};
+
 template <class I>
-I* CrossCast(IInterface* base) {
+CastResult CrossCast(IInterface* base) {
     struct Entry {
         const std::type_info* type = nullptr;
         std::ptrdiff_t offset = 0;
         bool supported = false;
+        bool ownQuery = false;
     };
     struct Cache {
         Entry entries[4];
@@ -198,13 +208,14 @@ I* CrossCast(IInterface* base) {
     const std::type_info* type = &typeid(*base);
     char* whole = static_cast<char*>(dynamic_cast<void*>(base));
     for (const Entry& e : cache.entries)
-        if (e.type == type) return e.supported ? reinterpret_cast<I*>(whole + e.offset) : nullptr;
+        if (e.type == type) return {e.supported ? whole + e.offset : nullptr, e.ownQuery};
     I* result = dynamic_cast<I*>(base);
     Entry& slot = cache.entries[cache.next++ % 4];
     slot.type = type;
     slot.supported = result != nullptr;
     slot.offset = result ? reinterpret_cast<char*>(result) - whole : 0;
-    return result;
+    slot.ownQuery = HasOwnQuery(base);
+    return {result, slot.ownQuery};
 }
 }  // namespace detail
 
@@ -213,9 +224,11 @@ template <class I, class U>
 IntfRef<I> Supports(U* Obj) {
     if (!Obj) return nullptr;
     IInterface* base = static_cast<IInterface*>(Obj);
-    if (I* direct = detail::CrossCast<I>(base)) return IntfRef<I>(direct);
+    detail::CastResult cast = detail::CrossCast<I>(base);
+    if (cast.ptr) return IntfRef<I>(static_cast<I*>(cast.ptr));
     void* out = nullptr;
-    if (base->QueryInterface(I::IID, &out) == S_OK && out) return IntfRef<I>::Adopt(static_cast<I*>(out));
+    if (cast.ownQuery && base->QueryInterface(I::IID, &out) == S_OK && out)
+        return IntfRef<I>::Adopt(static_cast<I*>(out));
     return nullptr;
 }
 template <class I, class U>
@@ -234,9 +247,10 @@ template <class I, class U>
 I* SupportsPtr(U* Obj) {
     if (!Obj) return nullptr;
     IInterface* base = static_cast<IInterface*>(Obj);
-    if (I* direct = detail::CrossCast<I>(base)) return direct;
+    detail::CastResult cast = detail::CrossCast<I>(base);
+    if (cast.ptr) return static_cast<I*>(cast.ptr);
     void* out = nullptr;
-    if (base->QueryInterface(I::IID, &out) == S_OK && out) {
+    if (cast.ownQuery && base->QueryInterface(I::IID, &out) == S_OK && out) {
         base->Release();  // the caller keeps the object alive
         return static_cast<I*>(out);
     }
@@ -285,9 +299,14 @@ I* AsPtr(U* Obj) {
 // The base of every reference-counted class. The count starts at one while
 // the constructor runs, so that handing `this` out during construction can't
 // free the object; Make<T> drops that guard once construction is over.
+//
+// QueryInterface answers the contracts the class derives from. A class that
+// answers others too (an aggregate handing out an inner object) overrides
+// QueryInterface and HasOwnQueryInterface, so that Supports and As ask it.
 class TInterfacedObject : public TObject, public virtual IInterface {
 public:
     HResult QueryInterface(const TGUID& IID, void** Obj) override;
+    virtual bool HasOwnQueryInterface() const { return false; }
     int32_t AddRef() override;
     int32_t Release() override;
     int32_t RefCount() const noexcept { return FRefCount.load(std::memory_order_relaxed); }

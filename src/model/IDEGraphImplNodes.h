@@ -54,8 +54,7 @@ struct IBasicTreeNode : virtual IInterface {
 template <class U>
 TLinkedTreeNode* LinkedNodeOf(const IntfRef<U>& Obj) {
     if (!Obj) return nullptr;
-    if (auto* direct = dynamic_cast<ILinkedTreeNode*>(static_cast<IInterface*>(Obj.get()))) return direct->Ptr();
-    return As<ILinkedTreeNode>(Obj)->Ptr();
+    return AsPtr<ILinkedTreeNode>(Obj.get())->Ptr();
 }
 
 // A node without payload: it is its own data. Its hash code is its identity,

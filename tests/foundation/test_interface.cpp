@@ -92,3 +92,45 @@ TEST(Runtime, Utf8RoundTrip) {
     EXPECT_EQ(w.size(), 5u);
     EXPECT_EQ(Utf8(w), text);
 }
+
+namespace {
+// Hands out an inner object for a contract the outer class doesn't derive from.
+class TBazInner : public TInterfacedObject, public IBaz {
+public:
+    TBazInner() { ++gAlive; }
+    ~TBazInner() override { --gAlive; }
+};
+
+class TAggregate : public TInterfacedObject, public IFoo {
+public:
+    TAggregate() : FInner(Make<TBazInner>()) { ++gAlive; }
+    ~TAggregate() override { --gAlive; }
+    int Foo() override { return 9; }
+    bool HasOwnQueryInterface() const override { return true; }
+    HResult QueryInterface(const TGUID& IID, void** Obj) override {
+        if (IID == IBaz::IID) return FInner->QueryInterface(IID, Obj);
+        return TInterfacedObject::QueryInterface(IID, Obj);
+    }
+
+private:
+    IntfRef<TBazInner> FInner;
+};
+}  // namespace
+
+TEST(Interface, ObjectsWithTheirOwnQueryAreAsked) {
+    {
+        IntfRef<IFoo> agg = Make<TAggregate>();
+        // Asked twice: the second answer comes through the cast cache.
+        for (int round = 0; round < 2; ++round) {
+            IntfRef<IBaz> baz = Supports<IBaz>(agg);
+            ASSERT_TRUE(baz);
+            EXPECT_FALSE(SameObject(baz, agg));
+            EXPECT_NO_THROW(As<IBaz>(agg));
+            EXPECT_FALSE(Supports<IBar>(agg));
+        }
+        // A plain object of the same contracts is not asked beyond its class.
+        IntfRef<IFoo> plain = Make<TFooBar>();
+        EXPECT_FALSE(Supports<IBaz>(plain));
+    }
+    EXPECT_EQ(gAlive, 0);
+}
