@@ -179,10 +179,6 @@ bool SameObject(const IntfRef<A>& a, const IntfRef<B>& b) noexcept {
 }
 
 namespace detail {
-// The cross-cast from an object's identity to its contract I. The result
-// depends only on the object's dynamic type, so each thread remembers the
-// sub-object offset for the last type it saw per contract: event dispatch
-// casts the same listener classes over and over.
 // True when the object answers QueryInterface by its own rules rather than
 // by the contracts its class derives from (see TInterfacedObject).
 bool HasOwnQuery(IInterface* base);
@@ -192,6 +188,10 @@ struct CastResult {
     bool ownQuery;  // worth asking QueryInterface when ptr is null
 };
 
+// The cross-cast from an object's identity to its contract I. The result
+// depends only on the object's dynamic type, so each thread remembers the
+// sub-object offset for the last few types it saw per contract: event
+// dispatch casts the same listener classes over and over.
 template <class I>
 CastResult CrossCast(IInterface* base) {
     struct Entry {
@@ -217,19 +217,29 @@ CastResult CrossCast(IInterface* base) {
     slot.ownQuery = HasOwnQuery(base);
     return {result, slot.ownQuery};
 }
+
+// The contract I of an object: by the cached cast, else, for an object that
+// answers by its own rules, by QueryInterface. `referenced` tells whether the
+// answer carries a reference that the caller now owns (QueryInterface's).
+template <class I>
+I* Query(IInterface* base, bool& referenced) {
+    referenced = false;
+    CastResult cast = CrossCast<I>(base);
+    if (cast.ptr) return static_cast<I*>(cast.ptr);
+    void* out = nullptr;
+    if (!cast.ownQuery || base->QueryInterface(I::IID, &out) != S_OK || !out) return nullptr;
+    referenced = true;
+    return static_cast<I*>(out);
+}
 }  // namespace detail
 
 // Supports: the object's contract I, or nil.
 template <class I, class U>
 IntfRef<I> Supports(U* Obj) {
     if (!Obj) return nullptr;
-    IInterface* base = static_cast<IInterface*>(Obj);
-    detail::CastResult cast = detail::CrossCast<I>(base);
-    if (cast.ptr) return IntfRef<I>(static_cast<I*>(cast.ptr));
-    void* out = nullptr;
-    if (cast.ownQuery && base->QueryInterface(I::IID, &out) == S_OK && out)
-        return IntfRef<I>::Adopt(static_cast<I*>(out));
-    return nullptr;
+    bool referenced;
+    I* p = detail::Query<I>(static_cast<IInterface*>(Obj), referenced);
+    return referenced ? IntfRef<I>::Adopt(p) : IntfRef<I>(p);
 }
 template <class I, class U>
 IntfRef<I> Supports(const IntfRef<U>& Obj) {
@@ -242,19 +252,16 @@ bool Supports(const IntfRef<U>& Obj, IntfRef<I>& Out) {
 }
 
 // The contract I of an object that the caller keeps alive, or nullptr; no
-// reference is taken. For the library's dispatch loops.
+// reference is taken. For the library's dispatch loops. An object with its
+// own QueryInterface must keep what it hands out alive itself (an aggregate's
+// inner object does).
 template <class I, class U>
 I* SupportsPtr(U* Obj) {
     if (!Obj) return nullptr;
-    IInterface* base = static_cast<IInterface*>(Obj);
-    detail::CastResult cast = detail::CrossCast<I>(base);
-    if (cast.ptr) return static_cast<I*>(cast.ptr);
-    void* out = nullptr;
-    if (cast.ownQuery && base->QueryInterface(I::IID, &out) == S_OK && out) {
-        base->Release();  // the caller keeps the object alive
-        return static_cast<I*>(out);
-    }
-    return nullptr;
+    bool referenced;
+    I* p = detail::Query<I>(static_cast<IInterface*>(Obj), referenced);
+    if (referenced) static_cast<IInterface*>(p)->Release();  // the answer's own reference
+    return p;
 }
 
 // A reference to an object that the caller keeps alive, passed on without
@@ -294,6 +301,13 @@ I* AsPtr(U* Obj) {
     I* r = SupportsPtr<I>(Obj);
     if (!r) RaiseIntfCastError();
     return r;
+}
+
+// The raising cast of an object the caller keeps alive, passed on as a
+// reference without touching the count.
+template <class I, class U>
+Borrowed<I> BorrowAs(U* Obj) {
+    return Borrowed<I>(AsPtr<I>(Obj));
 }
 
 // The base of every reference-counted class. The count starts at one while

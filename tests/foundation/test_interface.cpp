@@ -106,6 +106,7 @@ public:
     TAggregate() : FInner(Make<TBazInner>()) { ++gAlive; }
     ~TAggregate() override { --gAlive; }
     int Foo() override { return 9; }
+    int32_t InnerRefCount() const { return FInner->RefCount(); }
     bool HasOwnQueryInterface() const override { return true; }
     HResult QueryInterface(const TGUID& IID, void** Obj) override {
         if (IID == IBaz::IID) return FInner->QueryInterface(IID, Obj);
@@ -119,7 +120,7 @@ private:
 
 TEST(Interface, ObjectsWithTheirOwnQueryAreAsked) {
     {
-        IntfRef<IFoo> agg = Make<TAggregate>();
+        IntfRef<TAggregate> agg = Make<TAggregate>();
         // Asked twice: the second answer comes through the cast cache.
         for (int round = 0; round < 2; ++round) {
             IntfRef<IBaz> baz = Supports<IBaz>(agg);
@@ -128,6 +129,11 @@ TEST(Interface, ObjectsWithTheirOwnQueryAreAsked) {
             EXPECT_NO_THROW(As<IBaz>(agg));
             EXPECT_FALSE(Supports<IBar>(agg));
         }
+        // The cast without a reference leaves both counts as they were.
+        const int32_t outer = agg->RefCount(), inner = agg->InnerRefCount();
+        EXPECT_NE(AsPtr<IBaz>(agg.get()), nullptr);
+        EXPECT_EQ(agg->RefCount(), outer);
+        EXPECT_EQ(agg->InnerRefCount(), inner);
         // A plain object of the same contracts is not asked beyond its class.
         IntfRef<IFoo> plain = Make<TFooBar>();
         EXPECT_FALSE(Supports<IBaz>(plain));
