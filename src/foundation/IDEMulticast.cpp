@@ -21,13 +21,13 @@ bool TEventMulticaster::HasListeners() { return FListeners.HasListeners(); }
 
 void TEventMulticaster::Dispatch(const IntfRef<IDispatchableEvent>& E) {
     IntfRef<IDispatchableEvent> event(E);
-    FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->Dispatch(Borrowed<IEventListener>(AsPtr<IEventListener>(l.get()))); });
+    FListeners.ForEach<IEventListener>([&](const IntfRef<IEventListener>& l) { event->Dispatch(l); });
 }
 
 bool TEventMulticaster::VetoableDispatch(const IntfRef<IVetoableDispatch>& E) {
     IntfRef<IVetoableDispatch> event(E);
     try {
-        FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->VetoableDispatch(Borrowed<IEventListener>(AsPtr<IEventListener>(l.get()))); });
+        FListeners.ForEach<IEventListener>([&](const IntfRef<IEventListener>& l) { event->VetoableDispatch(l); });
     } catch (const EVetoException&) {
         return false;
     }
@@ -36,7 +36,7 @@ bool TEventMulticaster::VetoableDispatch(const IntfRef<IVetoableDispatch>& E) {
 
 void TEventMulticaster::ExceptionDispatch(const IntfRef<IExceptionDispatch>& E) {
     IntfRef<IExceptionDispatch> event(E);
-    FListeners.ForEach([&](const IntfRef<IInterface>& l) { event->ExceptionDispatch(Borrowed<IEventListener>(AsPtr<IEventListener>(l.get()))); });
+    FListeners.ForEach<IEventListener>([&](const IntfRef<IEventListener>& l) { event->ExceptionDispatch(l); });
 }
 
 int TEventMulticaster::Find(const IntfRef<IEventListener>& Listener) { return FListeners.Find(Listener); }

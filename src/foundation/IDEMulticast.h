@@ -27,11 +27,12 @@ public:
     IntfRef<IInterfaceList> Snapshot() const { return CloneInterfaceList(FListeners); }
 
     // Calls f(listener) for every listener registered when the call began,
-    // in registration order.
-    template <class F>
+    // in registration order, each cast to the contract Listener (raising when
+    // one lacks it). The list held for the walk keeps the listeners alive.
+    template <class Listener, class F>
     void ForEach(F&& f) const {
         IntfRef<IInterfaceList> current = FListeners;
-        ForEachItem(current.get(), f);
+        ForEachItem(current.get(), [&](const IntfRef<IInterface>& l) { f(BorrowAs<Listener>(l.get())); });
     }
 
 private:
@@ -55,10 +56,7 @@ protected:
     template <class Event, class Call>
     void DispatchEach(const IntfRef<Event>& E, Call&& call) const {
         IntfRef<Event> event(E);
-        FListeners.ForEach([&](const IntfRef<IInterface>& l) {
-            Borrowed<Listener> listener(AsPtr<Listener>(l.get()));
-            call(static_cast<const IntfRef<Listener>&>(listener), event);
-        });
+        FListeners.ForEach<Listener>([&](const IntfRef<Listener>& listener) { call(listener, event); });
     }
 
     TListenerList FListeners;

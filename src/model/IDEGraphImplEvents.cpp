@@ -4,16 +4,20 @@ namespace ide {
 
 // ---- events ------------------------------------------------------------------
 
-void CallGraphModelListener(const IntfRef<IGraphModelListener>& L, const IntfRef<IGraphModelEvent>& E) {
+namespace {
+// Selection events call SelectionItemChanged for an item id and
+// SelectionChanged for a whole-selection id; a graph selection has no ranges.
+void CallGraphSelectionListener(const IntfRef<IGraphSelectionListener>& L, const IntfRef<IGraphSelectionEvent>& E) {
     switch (E->GetId()) {
-        case mcContent: L->ModelContentChanged(E); break;
-        case mcStructure: L->ModelStructureChanged(E); break;
+        case scItem: L->SelectionItemChanged(E); break;
+        case scWhole: L->SelectionChanged(E); break;
         default: break;
     }
 }
+}  // namespace
 
 void TGraphModelEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    CallGraphModelListener(As<IGraphModelListener>(L), IntfRef<IGraphModelEvent>(this));
+    CallModelListener(As<IGraphModelListener>(L), IntfRef<IGraphModelEvent>(this));
 }
 
 void TGraphSubfocusEvent::Dispatch(const IntfRef<IEventListener>& L) {
@@ -25,23 +29,11 @@ void TGraphSubfocusEvent::VetoableDispatch(const IntfRef<IEventListener>& L) {
 }
 
 void TGraphSelectionEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    auto listener = As<IGraphSelectionListener>(L);
-    IntfRef<IGraphSelectionEvent> self(this);
-    switch (GetId()) {
-        case scItem: listener->SelectionItemChanged(self); break;
-        case scWhole: listener->SelectionChanged(self); break;
-        default: break;
-    }
+    CallGraphSelectionListener(As<IGraphSelectionListener>(L), IntfRef<IGraphSelectionEvent>(this));
 }
 
 void TGraphSelectionMulticaster::Dispatch(const IntfRef<IGraphSelectionEvent>& E) {
-    DispatchEach(E, [](const auto& l, const auto& e) {
-        switch (e->GetId()) {
-            case scItem: l->SelectionItemChanged(e); break;
-            case scWhole: l->SelectionChanged(e); break;
-            default: break;
-        }
-    });
+    DispatchEach(E, CallGraphSelectionListener);
 }
 
 // ---- TGraphModelMulticaster --------------------------------------------------
@@ -56,7 +48,7 @@ void TGraphModelMulticaster::Dispatch(const IntfRef<IGraphModelEvent>& E) {
         IntfRef<IInterfaceList> listeners = CloneInterfaceList(FListeners);
         lock.unlock();
         ForEachItem(listeners.get(), [&](const IntfRef<IInterface>& l) {
-            CallGraphModelListener(As<IGraphModelListener>(l), event);
+            CallModelListener(As<IGraphModelListener>(l), event);
         });
         return;
     }
@@ -109,7 +101,7 @@ void TGraphModelMulticaster::DispatchUpdates() {
     ForEachItem(listeners.get(), [&](const IntfRef<IInterface>& l) {
         auto listener = As<IGraphModelListener>(l);
         for (int i = merged->GetCount() - 1; i >= 0; --i)
-            CallGraphModelListener(listener, As<IGraphModelEvent>(merged->Get(i)));
+            CallModelListener(listener, As<IGraphModelEvent>(merged->Get(i)));
     });
 }
 

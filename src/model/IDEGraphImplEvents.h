@@ -27,9 +27,6 @@ private:
     IntfRef<IGraphLocation> FLocation;
 };
 
-// Calls the listener method for the event's id.
-void CallGraphModelListener(const IntfRef<IGraphModelListener>& L, const IntfRef<IGraphModelEvent>& E);
-
 // One object for both phases of a subfocus change: VetoableDispatch asks
 // SubfocusChanging (a listener vetoes by raising EVetoException), Dispatch
 // tells SubfocusChanged.

@@ -39,6 +39,18 @@ protected:
     int FChange;
 };
 
+// Calls the listener method for a model event's id: ModelContentChanged for
+// content (1), ModelStructureChanged for structure (2), nothing for any other.
+// Vector and graph models share it.
+template <class Listener, class Event>
+void CallModelListener(const IntfRef<Listener>& L, const IntfRef<Event>& E) {
+    switch (E->GetId()) {
+        case mcContent: L->ModelContentChanged(E); break;
+        case mcStructure: L->ModelStructureChanged(E); break;
+        default: break;
+    }
+}
+
 class TSingletonModelEvent : public TModelEvent, public virtual ISingletonModelEvent {
 public:
     explicit TSingletonModelEvent(const IntfRef<ISingletonModel>& Model) : TModelEvent(Model, mcContent), FModel(Model) {}

@@ -7,15 +7,6 @@ namespace ide {
 // ---- events and multicasters ------------------------------------------------
 
 namespace {
-template <class Listener, class Event>
-void CallModelMethod(const IntfRef<Listener>& L, const IntfRef<Event>& E) {
-    switch (E->GetId()) {
-        case mcContent: L->ModelContentChanged(E); break;
-        case mcStructure: L->ModelStructureChanged(E); break;
-        default: break;
-    }
-}
-
 void CallSelectionMethod(const IntfRef<IVectorSelectionListener>& L, const IntfRef<IVectorSelectionEvent>& E) {
     switch (E->GetId()) {
         case scItem: L->SelectionItemChanged(E); break;
@@ -27,7 +18,8 @@ void CallSelectionMethod(const IntfRef<IVectorSelectionListener>& L, const IntfR
 }  // namespace
 
 void TVectorModelEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    CallModelMethod<IVectorModelListener, IVectorModelEvent>(Borrowed<IVectorModelListener>(AsPtr<IVectorModelListener>(L.get())), Borrowed<IVectorModelEvent>(this));
+    CallModelListener<IVectorModelListener, IVectorModelEvent>(BorrowAs<IVectorModelListener>(L.get()),
+                                                               Borrowed<IVectorModelEvent>(this));
 }
 
 void TVectorSubfocusEvent::Dispatch(const IntfRef<IEventListener>& L) {
@@ -39,11 +31,11 @@ void TVectorSubfocusEvent::VetoableDispatch(const IntfRef<IEventListener>& L) {
 }
 
 void TVectorSelectionEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    CallSelectionMethod(Borrowed<IVectorSelectionListener>(AsPtr<IVectorSelectionListener>(L.get())), Borrowed<IVectorSelectionEvent>(this));
+    CallSelectionMethod(BorrowAs<IVectorSelectionListener>(L.get()), Borrowed<IVectorSelectionEvent>(this));
 }
 
 void TVectorModelMulticaster::Dispatch(const IntfRef<IVectorModelEvent>& E) {
-    DispatchEach(E, [](const auto& l, const auto& e) { CallModelMethod(l, e); });
+    DispatchEach(E, CallModelListener<IVectorModelListener, IVectorModelEvent>);
 }
 
 void TVectorSelectionMulticaster::Dispatch(const IntfRef<IVectorSelectionEvent>& E) {
