@@ -202,17 +202,13 @@ bool TCompiledRE::MatchExec(PCNode Node) {
             return false;
         }
         default:
-            if (kind >= tnOPEN1 && kind <= tnOPEN9) {
+            // A group's start or end: set on the way back from success, and
+            // the first set wins.
+            if (const bool open = kind >= tnOPEN1 && kind <= tnOPEN9; open || (kind >= tnCLOSE1 && kind <= tnCLOSE9)) {
                 const size_t save = FPos;
                 if (!MatchExec(next)) return false;
-                int64_t& slot = FRE->FStarts[static_cast<size_t>(kind - tnOPEN)];
-                if (slot == TIDERegularExpression::NotSet) slot = static_cast<int64_t>(save) * 2;
-                return true;
-            }
-            if (kind >= tnCLOSE1 && kind <= tnCLOSE9) {
-                const size_t save = FPos;
-                if (!MatchExec(next)) return false;
-                int64_t& slot = FRE->FEnds[static_cast<size_t>(kind - tnCLOSE)];
+                int64_t& slot = open ? FRE->FStarts[static_cast<size_t>(kind - tnOPEN)]
+                                     : FRE->FEnds[static_cast<size_t>(kind - tnCLOSE)];
                 if (slot == TIDERegularExpression::NotSet) slot = static_cast<int64_t>(save) * 2;
                 return true;
             }
