@@ -6,20 +6,18 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 #include <functional>
 #include <unordered_map>
 
 #include "Gallery.h"
+#include "GalleryWidgets.h"
 #include "model/IDEGraphImpl.h"
 
 using namespace ide;
 
 namespace {
-
-QString Hex(int v) { return "$" + QString::number(v, 16).toUpper().rightJustified(2, '0'); }
 
 // Forwards what it hears to the page.
 class TTreePageListener : public TInterfacedObject,
@@ -52,40 +50,25 @@ public:
         tree_ = new QTreeWidget;
         tree_->setHeaderHidden(true);
         left->addWidget(tree_, 1);
-        using Slot = void (TreeModelPage::*)();
-        auto addRow = [&](std::initializer_list<std::pair<const char*, Slot>> row) {
-            auto* buttons = new QHBoxLayout;
-            for (auto [text, slot] : row) {
-                auto* b = new QPushButton(text);
-                connect(b, &QPushButton::clicked, this, slot);
-                buttons->addWidget(b);
-            }
-            left->addLayout(buttons);
-        };
-        addRow({{"Add child", &TreeModelPage::AddChild},
-                {"Add sibling", &TreeModelPage::AddSibling},
-                {"Rename", &TreeModelPage::Rename},
-                {"Remove", &TreeModelPage::RemoveCurrent}});
-        addRow({{"Move up", &TreeModelPage::MoveUp},
-                {"Move down", &TreeModelPage::MoveDown},
-                {"Begin batch", &TreeModelPage::BeginBatch},
-                {"End batch", &TreeModelPage::EndBatch}});
+        left->addLayout(gallery::ButtonRow(this, {{"Add child", &TreeModelPage::AddChild},
+                                                  {"Add sibling", &TreeModelPage::AddSibling},
+                                                  {"Rename", &TreeModelPage::Rename},
+                                                  {"Remove", &TreeModelPage::RemoveCurrent}}));
+        left->addLayout(gallery::ButtonRow(this, {{"Move up", &TreeModelPage::MoveUp},
+                                                  {"Move down", &TreeModelPage::MoveDown},
+                                                  {"Begin batch", &TreeModelPage::BeginBatch},
+                                                  {"End batch", &TreeModelPage::EndBatch}}));
         depth_ = new QLabel;
         left->addWidget(depth_);
         layout->addLayout(left, 1);
 
-        auto* right = new QVBoxLayout;
-        right->addWidget(new QLabel("Events as the listener hears them"));
-        log_ = new QPlainTextEdit;
-        log_->setReadOnly(true);
-        right->addWidget(log_);
-        layout->addLayout(right, 1);
+        log_ = gallery::AddEventLog(layout);
 
         model_ = Make<TBasicTreeContainer>();
         caster_ = Make<TGraphModelMulticaster>();
         listener_ = Make<TTreePageListener>();
         listener_->OnModel = [this](const QString& method, const IntfRef<IGraphModelEvent>& E) {
-            Log(QString("%1: change %2 at %3").arg(method, Hex(E->GetChange()), NameOf(E->GetLocation())));
+            Log(QString("%1: change %2 at %3").arg(method, gallery::ChangeCode(E->GetChange()), NameOf(E->GetLocation())));
             if (E->GetId() == mcStructure)
                 Rebuild();
             else
@@ -96,7 +79,7 @@ public:
         raw_ = Make<TTreePageListener>();
         raw_->OnModel = [this](const QString&, const IntfRef<IGraphModelEvent>& E) {
             if (caster_->GetUpdateCount() > 0)
-                Log(QString("    held back: change %1 at %2").arg(Hex(E->GetChange()), NameOf(E->GetLocation())));
+                Log(QString("    held back: change %1 at %2").arg(gallery::ChangeCode(E->GetChange()), NameOf(E->GetLocation())));
         };
         model_->AddModelListener(raw_);
         model_->AddModelListener(caster_);

@@ -7,11 +7,11 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QVBoxLayout>
 #include <functional>
 
 #include "Gallery.h"
+#include "GalleryWidgets.h"
 #include "model/IDEVectorImpl.h"
 
 using namespace ide;
@@ -19,8 +19,6 @@ using namespace ide;
 namespace {
 
 QString Q(const String& s) { return QString::fromStdU16String(s); }
-
-QString Hex(int v) { return "$" + QString::number(v, 16).toUpper(); }
 
 // Forwards every event it hears to the page.
 class TPageListener : public TInterfacedObject,
@@ -65,39 +63,27 @@ public:
         list_ = new QListWidget;
         left->addWidget(new QLabel("Items of the vector model"));
         left->addWidget(list_);
-        auto* buttons = new QHBoxLayout;
-        for (auto [text, slot] : std::initializer_list<std::pair<const char*, void (VectorModelPage::*)()>>{
-                 {"Insert", &VectorModelPage::Insert},
-                 {"Remove", &VectorModelPage::RemoveCurrent},
-                 {"Change", &VectorModelPage::Change},
-                 {"Touch", &VectorModelPage::Touch},
-                 {"Select next", &VectorModelPage::SelectNext}}) {
-            auto* b = new QPushButton(text);
-            connect(b, &QPushButton::clicked, this, slot);
-            buttons->addWidget(b);
-        }
-        left->addLayout(buttons);
+        left->addLayout(gallery::ButtonRow(this, {{"Insert", &VectorModelPage::Insert},
+                                                  {"Remove", &VectorModelPage::RemoveCurrent},
+                                                  {"Change", &VectorModelPage::Change},
+                                                  {"Touch", &VectorModelPage::Touch},
+                                                  {"Select next", &VectorModelPage::SelectNext}}));
         veto_ = new QCheckBox("A listener vetoes focus changes");
         left->addWidget(veto_);
         layout->addLayout(left, 1);
 
-        auto* right = new QVBoxLayout;
-        right->addWidget(new QLabel("Events as the listener hears them"));
-        log_ = new QPlainTextEdit;
-        log_->setReadOnly(true);
-        right->addWidget(log_);
-        layout->addLayout(right, 1);
+        log_ = gallery::AddEventLog(layout);
 
         model_ = Make<TBasicVectorContainer>();
         selection_ = Make<TSingleVectorSelection>();
         listener_ = Make<TPageListener>();
         listener_->OnModel = [this](const QString& method, const IntfRef<IVectorModelEvent>& E) {
-            Log(QString("%1: change %2, location %3").arg(method, Hex(E->GetChange())).arg(E->GetLocation()));
+            Log(QString("%1: change %2, location %3").arg(method, gallery::ChangeCode(E->GetChange())).arg(E->GetLocation()));
             if (E->GetId() == mcStructure) Rebuild();
             else if (auto* item = list_->item(E->GetLocation())) item->setText(TextAt(E->GetLocation()));
         };
         listener_->OnSelection = [this](const IntfRef<IVectorSelectionEvent>& E) {
-            Log(QString("Selection: change %1").arg(Hex(E->GetChange())));
+            Log(QString("Selection: change %1").arg(gallery::ChangeCode(E->GetChange())));
             ShowSelection();
         };
         listener_->OnSubfocus = [this](const QString& method, int location) {
