@@ -1,9 +1,11 @@
-// A replay driver for fuzz_regexp.cpp where libFuzzer isn't available (a
-// g++ build): feeds the seed files given on the command line, then a fixed
-// number of pseudo-random inputs from a fixed seed, built from the pattern
-// and text alphabets that matter to the engine. Same inputs on every run.
+// The replay driver of every fuzz target where libFuzzer isn't linked (the
+// ordinary g++ build that `make test` runs): feeds each seed file, then a
+// fixed number of mutations of it (bit flips, byte overwrites, truncations,
+// insertions, splices with another seed) from a fixed random seed. The same
+// inputs on every run, so a failure here reproduces.
 //
-//   regexp_fuzz_replay <iterations> [seed files or directories...]
+//   <target>_replay <mutations per seed> [seed files or directories...]
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -26,58 +28,84 @@ uint32_t Next() {
     return static_cast<uint32_t>(g_state >> 11);
 }
 
-void RunFile(const std::filesystem::path& p) {
+using Bytes = std::vector<uint8_t>;
+
+Bytes ReadFile(const std::filesystem::path& p) {
     std::ifstream in(p, std::ios::binary);
-    std::vector<uint8_t> data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    LLVMFuzzerTestOneInput(data.data(), data.size());
+    return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+void Mutate(Bytes& b, const std::vector<Bytes>& all) {
+    const int steps = 1 + static_cast<int>(Next() % 4);
+    for (int s = 0; s < steps; ++s) {
+        switch (Next() % 6) {
+        case 0:  // flip a bit
+            if (!b.empty()) b[Next() % b.size()] ^= static_cast<uint8_t>(1u << (Next() % 8));
+            break;
+        case 1:  // overwrite a byte with an interesting value
+            if (!b.empty()) {
+                static const uint8_t kValues[] = {0, 1, 0x7F, 0x80, 0xFF, '\n', '\\', '"', '=', '['};
+                b[Next() % b.size()] = kValues[Next() % sizeof kValues];
+            }
+            break;
+        case 2:  // truncate
+            if (!b.empty()) b.resize(Next() % b.size());
+            break;
+        case 3: {  // insert random bytes
+            const size_t at = b.empty() ? 0 : Next() % (b.size() + 1);
+            const size_t n = 1 + Next() % 8;
+            for (size_t i = 0; i < n; ++i) b.insert(b.begin() + static_cast<long>(at), static_cast<uint8_t>(Next()));
+            break;
+        }
+        case 4: {  // splice in a piece of another seed
+            const Bytes& o = all[Next() % all.size()];
+            if (o.empty()) break;
+            const size_t from = Next() % o.size();
+            const size_t n = std::min<size_t>(o.size() - from, 1 + Next() % 64);
+            const size_t at = b.empty() ? 0 : Next() % (b.size() + 1);
+            b.insert(b.begin() + static_cast<long>(at), o.begin() + static_cast<long>(from),
+                     o.begin() + static_cast<long>(from + n));
+            break;
+        }
+        default:  // duplicate a run
+            if (b.size() > 1) {
+                const size_t from = Next() % b.size();
+                const size_t n = std::min<size_t>(b.size() - from, 1 + Next() % 32);
+                Bytes run(b.begin() + static_cast<long>(from), b.begin() + static_cast<long>(from + n));
+                b.insert(b.begin() + static_cast<long>(from), run.begin(), run.end());
+            }
+            break;
+        }
+    }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    const long iterations = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 20000;
-    long files = 0;
+    const long mutations = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 200;
+    std::vector<Bytes> seeds;
     for (int i = 2; i < argc; ++i) {
         std::filesystem::path p(argv[i]);
         if (std::filesystem::is_directory(p)) {
+            std::vector<std::filesystem::path> files;
             for (const auto& e : std::filesystem::directory_iterator(p))
-                if (e.is_regular_file()) {
-                    RunFile(e.path());
-                    ++files;
-                }
+                if (e.is_regular_file()) files.push_back(e.path());
+            std::sort(files.begin(), files.end());  // directory order is not stable
+            for (const auto& f : files) seeds.push_back(ReadFile(f));
         } else if (std::filesystem::is_regular_file(p)) {
-            RunFile(p);
-            ++files;
+            seeds.push_back(ReadFile(p));
         }
     }
-
-    static const char kPattern[] = "ab()|*+?.[]^-$\\_wWz{}";
-    static const char kText[] = "abcz -]_\n";
-    std::vector<uint8_t> input;
-    for (long n = 0; n < iterations; ++n) {
-        input.clear();
-        const uint8_t mode = static_cast<uint8_t>(Next());
-        input.push_back(mode);
-        for (int s = 0; s < 2; ++s)
-            if (mode & (4 << s))
-                for (int b = 0; b < 32; ++b) input.push_back(static_cast<uint8_t>(Next() & Next()));
-        if (mode & 16) input.push_back(static_cast<uint8_t>(Next()));
-        const uint8_t patternLen = static_cast<uint8_t>(Next() % 24);
-        input.push_back(patternLen);
-        for (int i = 0; i < patternLen; ++i) {
-            const uint32_t r = Next();
-            if (r % 40 == 0) {  // now and then a unit above 255
-                input.push_back(0xF8);
-                input.push_back(static_cast<uint8_t>(r >> 8));
-                input.push_back(static_cast<uint8_t>(r >> 16));
-            } else {
-                input.push_back(static_cast<uint8_t>(kPattern[r % (sizeof kPattern - 1)]));
-            }
+    for (const Bytes& s : seeds) LLVMFuzzerTestOneInput(s.data(), s.size());
+    if (seeds.empty()) seeds.emplace_back();
+    long runs = 0;
+    for (size_t i = 0; i < seeds.size(); ++i)
+        for (long m = 0; m < mutations; ++m) {
+            Bytes b = seeds[i];
+            Mutate(b, seeds);
+            LLVMFuzzerTestOneInput(b.data(), b.size());
+            ++runs;
         }
-        const int textLen = static_cast<int>(Next() % 40);
-        for (int i = 0; i < textLen; ++i) input.push_back(static_cast<uint8_t>(kText[Next() % (sizeof kText - 1)]));
-        LLVMFuzzerTestOneInput(input.data(), input.size());
-    }
-    std::printf("replayed %ld files and %ld generated inputs\n", files, iterations);
+    std::printf("replayed %zu seeds and %ld mutations\n", seeds.size(), runs);
     return 0;
 }
