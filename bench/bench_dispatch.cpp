@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "foundation/IDEMulticast.h"
+#include "foundation/IDEUIMulticast.h"
 #include "model/IDEVectorImpl.h"
 
 using namespace ide;

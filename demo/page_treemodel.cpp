@@ -230,11 +230,11 @@ private:
                 TLinkedTreeNode* prev = nullptr;
                 for (auto* c = self->ParentNode()->FirstChildNode(); c && c != self; c = c->NextSiblingNode()) prev = c;
                 if (!prev) return;
-                aheadOf = IntfRef<IGraphLocation>(prev);
+                aheadOf = IntfRef<IGraphLocation>::Retain(prev);
             } else {
                 TLinkedTreeNode* next = self->NextSiblingNode();
                 if (!next) return;
-                aheadOf = IntfRef<IGraphLocation>(next->NextSiblingNode());
+                aheadOf = IntfRef<IGraphLocation>::Retain(next->NextSiblingNode());
             }
             caster_->BeginUpdate();
             try {

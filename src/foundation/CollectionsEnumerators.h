@@ -129,7 +129,7 @@ IDE_HASH_WORD_ENUMERATOR(TWideStrEnumerator, const String&,
                          w ? *static_cast<const String*>(w) : detail::EmptyString())
 IDE_HASH_WORD_ENUMERATOR(TPtrEnumerator, void*, w)
 IDE_HASH_WORD_ENUMERATOR(TObjEnumerator, TObject*, static_cast<TObject*>(w))
-IDE_HASH_WORD_ENUMERATOR(TIntfEnumerator, IntfRef<IInterface>, IntfRef<IInterface>(static_cast<IInterface*>(w)))
+IDE_HASH_WORD_ENUMERATOR(TIntfEnumerator, IntfRef<IInterface>, IntfRef<IInterface>::Retain(static_cast<IInterface*>(w)))
 IDE_HASH_WORD_ENUMERATOR(TIntEnumerator, int32_t, static_cast<int32_t>(reinterpret_cast<intptr_t>(w)))
 
 #undef IDE_HASH_WORD_ENUMERATOR

@@ -125,7 +125,7 @@ protected:
         return static_cast<uint32_t>(reinterpret_cast<uintptr_t>(Key.Identity()) >> 2);
     }
     static void* KeyWord(KeyArg Key) noexcept { return Key.Identity(); }
-    static IntfRef<IInterface> KeyOf(void* Word) { return IntfRef<IInterface>(static_cast<IInterface*>(Word)); }
+    static IntfRef<IInterface> KeyOf(void* Word) { return IntfRef<IInterface>::Retain(static_cast<IInterface*>(Word)); }
     void KeyAdded(TBaseHashEntry* Entry) {
         if (Entry->Key) static_cast<IInterface*>(Entry->Key)->AddRef();
     }
@@ -253,7 +253,7 @@ struct TIntfValues {
     static constexpr size_t Payload = 0;
     static constexpr TCustomHashTable::TCompareProc Compare = &SameWord;
     static void* Word(Arg V) noexcept { return V.Identity(); }
-    static IntfRef<IInterface> Of(void* W) { return IntfRef<IInterface>(static_cast<IInterface*>(W)); }
+    static IntfRef<IInterface> Of(void* W) { return IntfRef<IInterface>::Retain(static_cast<IInterface*>(W)); }
     static void Added(TEntry* E, void*) {
         if (E->Value) static_cast<IInterface*>(E->Value)->AddRef();
     }

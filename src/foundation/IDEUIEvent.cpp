@@ -11,19 +11,20 @@ void TAWTEvent::Consume() {
     if (FID == KEY_PRESSED || FID == KEY_RELEASED || (FID >= MOUSE_PRESSED && FID <= MOUSE_DRAGGED)) FConsumed = true;
 }
 
-TComponentEvent::TComponentEvent(TKomponent* Source, int ID)
-    : TAWTEvent(Source ? IntfRef<IInterface>(Make<TTarnObject>(Source)) : nullptr, ID), FSource(Source) {}
+TComponentEvent::TComponentEvent(TEventSource<TKomponent> Source, int ID)
+    : TAWTEvent(Source.Object ? IntfRef<IInterface>(Make<TTarnObject>(Source.Object)) : nullptr, ID),
+      FSource(Source.Control) {}
 
-TContainerEvent::TContainerEvent(TContainer* Source, int ID, TKomponent* Child)
-    : TComponentEvent(Source, ID), FChild(Child), fsource(Source) {}
+TContainerEvent::TContainerEvent(TEventSource<TContainer> Source, int ID, TKomponent* Child)
+    : TComponentEvent(Source.AsComponent(), ID), FChild(Child), fsource(Source.Control) {}
 
-TFocusEvent::TFocusEvent(TKomponent* Source, int ID, bool Temporary)
+TFocusEvent::TFocusEvent(TEventSource<TKomponent> Source, int ID, bool Temporary)
     : TComponentEvent(Source, ID), FTemporary(Temporary) {}
 
-TInputEvent::TInputEvent(TKomponent* Source, int ID, TDateTime When, int Modifiers)
+TInputEvent::TInputEvent(TEventSource<TKomponent> Source, int ID, TDateTime When, int Modifiers)
     : TComponentEvent(Source, ID), FWhen(When), FModifiers(Modifiers) {}
 
-TKeyEvent::TKeyEvent(TKomponent* Source, int ID, TDateTime When, int Modifiers, int KeyCode, Char KeyChar)
+TKeyEvent::TKeyEvent(TEventSource<TKomponent> Source, int ID, TDateTime When, int Modifiers, int KeyCode, Char KeyChar)
     : TInputEvent(Source, ID, When, Modifiers), FKeyCode(KeyCode), FKeyChar(KeyChar) {
     if (ID == KEY_TYPED) {
         if (KeyChar == 0) throw EIllegalArgumentException("Invalid KeyChar");
@@ -37,10 +38,11 @@ bool TKeyEvent::IsActionKey() {
            k == 145;
 }
 
-TMouseEvent::TMouseEvent(TKomponent* Source, int ID, TDateTime When, int Modifiers, int X, int Y, int ClickCount,
-                         bool PopupTrigger)
+TMouseEvent::TMouseEvent(TEventSource<TKomponent> Source, int ID, TDateTime When, int Modifiers, int X, int Y,
+                         int ClickCount, bool PopupTrigger)
     : TInputEvent(Source, ID, When, Modifiers), FX(X), FY(Y), FClickCount(ClickCount), FPopupTrigger(PopupTrigger) {}
 
-TWindowEvent::TWindowEvent(TWindow* Source, int ID) : TComponentEvent(Source, ID), FSource(Source) {}
+TWindowEvent::TWindowEvent(TEventSource<TWindow> Source, int ID)
+    : TComponentEvent(Source.AsComponent(), ID), FSource(Source.Control) {}
 
 }  // namespace ide

@@ -1,12 +1,51 @@
 // The window-system event vocabulary: event contracts and classes with their
 // fixed ids, listener contracts and do-nothing adapters.
+//
+// The component classes the events carry (TKomponent, TContainer, TWindow)
+// stand over the toolkit's widgets and live in platform/IDEFixups.h; here they
+// are only declared, so the vocabulary compiles and links without the
+// toolkit. An event stores the control by pointer and never calls it. What an
+// event needs of the control's complete class (the control as a plain object,
+// for the source wrapper) is taken where the control is handed in: the
+// constructors take a TEventSource, which converts from a pointer to any
+// component class at the caller, where that class is complete.
 #pragma once
 
-#include "foundation/IDEFixups.h"
+#include <type_traits>
+
 #include "foundation/IDEObjects.h"
 #include "foundation/IDEUtil.h"
 
 namespace ide {
+
+class TKomponent;
+class TContainer;
+class TWindow;
+
+// The control that raises a component event, as the event needs it: typed
+// as K (TKomponent, TContainer or TWindow), as a component, and as a plain
+// object. Made implicitly from a pointer to K or a class derived from it, or
+// from nullptr; the conversions run at the caller, where the class is
+// complete.
+// Thread: any.
+template <class K>
+struct TEventSource {
+    K* Control = nullptr;
+    TKomponent* Component = nullptr;
+    TObject* Object = nullptr;
+
+    TEventSource(std::nullptr_t = nullptr) noexcept {}
+    template <class C, class = std::enable_if_t<std::is_convertible_v<C*, K*>>>
+    TEventSource(C* Source) noexcept : Control(Source), Component(Source), Object(Source) {}
+    // The same control seen as a plain component, for a base event class.
+    TEventSource<TKomponent> AsComponent() const noexcept {
+        TEventSource<TKomponent> s;
+        s.Control = Component;
+        s.Component = Component;
+        s.Object = Object;
+        return s;
+    }
+};
 
 // Event ids. Each listener method is reached only by its id.
 enum : int {
@@ -271,8 +310,9 @@ protected:
 
 class TComponentEvent : public TAWTEvent, public virtual IComponentEvent {
 public:
-    // The control is wrapped in a TTarnObject to serve as the event source.
-    TComponentEvent(TKomponent* Source, int ID);
+    // The control is wrapped in a new TTarnObject to serve as the event
+    // source, so each event has a source wrapper of its own.
+    TComponentEvent(TEventSource<TKomponent> Source, int ID);
     TKomponent* GetComponent() override { return FSource; }
 
 protected:
@@ -281,7 +321,7 @@ protected:
 
 class TContainerEvent : public TComponentEvent, public virtual IContainerEvent {
 public:
-    TContainerEvent(TContainer* Source, int ID, TKomponent* Child);
+    TContainerEvent(TEventSource<TContainer> Source, int ID, TKomponent* Child);
     TContainer* GetContainer() override { return fsource; }
     TKomponent* GetChild() override { return FChild; }
 
@@ -292,8 +332,10 @@ protected:
 
 class TFocusEvent : public TComponentEvent, public virtual IFocusEvent {
 public:
-    TFocusEvent(TKomponent* Source, int ID, bool Temporary);
-    static IntfRef<TFocusEvent> Create2(TKomponent* Source, int ID) { return Make<TFocusEvent>(Source, ID, false); }
+    TFocusEvent(TEventSource<TKomponent> Source, int ID, bool Temporary);
+    static IntfRef<TFocusEvent> Create2(TEventSource<TKomponent> Source, int ID) {
+        return Make<TFocusEvent>(Source, ID, false);
+    }
     bool IsTemporary() override { return FTemporary; }
 
 protected:
@@ -302,7 +344,7 @@ protected:
 
 class TInputEvent : public TComponentEvent, public virtual IInputEvent {
 public:
-    TInputEvent(TKomponent* Source, int ID, TDateTime When, int Modifiers);
+    TInputEvent(TEventSource<TKomponent> Source, int ID, TDateTime When, int Modifiers);
     bool IsShiftDown() override { return FModifiers & SHIFT_MASK; }
     bool IsControlDown() override { return FModifiers & CTRL_MASK; }
     bool IsMetaDown() override { return FModifiers & META_MASK; }
@@ -323,7 +365,7 @@ class TKeyEvent : public TInputEvent, public virtual IKeyEvent {
 public:
     // For KEY_TYPED the character must be set and the code must be 0:
     // EIllegalArgumentException "Invalid KeyChar" / "Invalid KeyCode".
-    TKeyEvent(TKomponent* Source, int ID, TDateTime When, int Modifiers, int KeyCode, Char KeyChar);
+    TKeyEvent(TEventSource<TKomponent> Source, int ID, TDateTime When, int Modifiers, int KeyCode, Char KeyChar);
     int GetKeyCode() override { return FKeyCode; }
     void SetKeyCode(int KeyCode) override { FKeyCode = KeyCode; }
     void SetKeyChar(Char KeyChar) override { FKeyChar = KeyChar; }
@@ -338,8 +380,8 @@ protected:
 
 class TMouseEvent : public TInputEvent, public virtual IMouseEvent {
 public:
-    TMouseEvent(TKomponent* Source, int ID, TDateTime When, int Modifiers, int X, int Y, int ClickCount,
-                bool PopupTrigger);
+    TMouseEvent(TEventSource<TKomponent> Source, int ID, TDateTime When, int Modifiers, int X, int Y,
+                int ClickCount, bool PopupTrigger);
     int GetX() override { return FX; }
     int GetY() override { return FY; }
     TPoint GetPoint() override { return {FX, FY}; }
@@ -358,7 +400,7 @@ protected:
 // A contract only: nothing in the library raises window events.
 class TWindowEvent : public TComponentEvent, public virtual IWindowEvent {
 public:
-    TWindowEvent(TWindow* Source, int ID);
+    TWindowEvent(TEventSource<TWindow> Source, int ID);
     TWindow* GetWindow() override { return FSource; }
 
 protected:

@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
@@ -109,18 +108,25 @@ protected:
 };
 
 // A strong reference to a contract (or to a class that implements one).
+//
+// There is no constructor from a raw pointer: whether the reference takes a
+// new count or takes over one the caller owns must be said, because a fresh
+// object already carries its creation count. Make<T> creates; Retain(p) adds
+// a reference to an object some other reference keeps alive (`this` handed
+// out as a listener or a source); IntfRef<T>::Adopt(p) takes over a count the
+// caller owns (the answer of QueryInterface). `IntfRef<T>(new T)` does not
+// compile.
 template <class T>
 class IntfRef {
 public:
     IntfRef() noexcept = default;
     IntfRef(std::nullptr_t) noexcept {}
-    IntfRef(T* p) noexcept : FPtr(p) {
-        if (FPtr) Base(FPtr)->AddRef();
-    }
-    IntfRef(const IntfRef& o) noexcept : IntfRef(o.FPtr) {}
+    template <class U>
+    IntfRef(U*) = delete;  // say Retain or Adopt
+    IntfRef(const IntfRef& o) noexcept : FPtr(Acquire(o.FPtr)) {}
     IntfRef(IntfRef&& o) noexcept : FPtr(std::exchange(o.FPtr, nullptr)) {}
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
-    IntfRef(const IntfRef<U>& o) noexcept : IntfRef(static_cast<T*>(o.get())) {}
+    IntfRef(const IntfRef<U>& o) noexcept : FPtr(Acquire(o.get())) {}
     template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
     IntfRef(IntfRef<U>&& o) noexcept : FPtr(static_cast<T*>(o.detach())) {}
     ~IntfRef() {
@@ -146,6 +152,12 @@ public:
         r.FPtr = p;
         return r;
     }
+    // A new reference to an object that is alive (nil gives nil).
+    static IntfRef Retain(T* p) noexcept {
+        IntfRef r;
+        r.FPtr = Acquire(p);
+        return r;
+    }
     T* detach() noexcept { return std::exchange(FPtr, nullptr); }
     void reset() noexcept { IntfRef().swap(*this); }
     void swap(IntfRef& o) noexcept { std::swap(FPtr, o.FPtr); }
@@ -160,8 +172,18 @@ public:
 
 private:
     static IInterface* Base(T* p) noexcept { return static_cast<IInterface*>(p); }
+    static T* Acquire(T* p) noexcept {
+        if (p) Base(p)->AddRef();
+        return p;
+    }
     T* FPtr = nullptr;
 };
+
+// A new reference to an object that is alive, typed as the pointer is.
+template <class T>
+IntfRef<T> Retain(T* p) noexcept {
+    return IntfRef<T>::Retain(p);
+}
 
 template <class A, class B>
 bool operator==(const IntfRef<A>& a, const IntfRef<B>& b) noexcept {
@@ -239,7 +261,7 @@ IntfRef<I> Supports(U* Obj) {
     if (!Obj) return nullptr;
     bool referenced;
     I* p = detail::Query<I>(static_cast<IInterface*>(Obj), referenced);
-    return referenced ? IntfRef<I>::Adopt(p) : IntfRef<I>(p);
+    return referenced ? IntfRef<I>::Adopt(p) : IntfRef<I>::Retain(p);
 }
 template <class I, class U>
 IntfRef<I> Supports(const IntfRef<U>& Obj) {
@@ -310,9 +332,9 @@ Borrowed<I> BorrowAs(U* Obj) {
     return Borrowed<I>(AsPtr<I>(Obj));
 }
 
-// The base of every reference-counted class. The count starts at one while
-// the constructor runs, so that handing `this` out during construction can't
-// free the object; Make<T> drops that guard once construction is over.
+// The base of every reference-counted class. The count starts at one: the
+// creation count, which Make<T> hands to the reference it returns. So handing
+// `this` out during construction can't free the object.
 //
 // QueryInterface answers the contracts the class derives from. A class that
 // answers others too (an aggregate handing out an inner object) overrides
@@ -325,9 +347,6 @@ public:
     int32_t Release() override;
     int32_t RefCount() const noexcept { return FRefCount.load(std::memory_order_relaxed); }
 
-    // For Make<T> only.
-    void AfterConstruction() noexcept { FRefCount.fetch_sub(1, std::memory_order_acq_rel); }
-
 protected:
     TInterfacedObject() = default;
     ~TInterfacedObject() override = default;
@@ -336,12 +355,11 @@ private:
     std::atomic<int32_t> FRefCount{1};
 };
 
+// Creates a reference-counted object; the reference returned holds its
+// creation count.
 template <class T, class... Args>
 IntfRef<T> Make(Args&&... args) {
-    T* p = new T(std::forward<Args>(args)...);
-    IntfRef<T> r(p);
-    p->AfterConstruction();
-    return r;
+    return IntfRef<T>::Adopt(new T(std::forward<Args>(args)...));
 }
 
 // A list of interface references (the run-time's IInterfaceList).

@@ -6,7 +6,7 @@ namespace ide {
 
 IntfRef<TLinkedTreeContainer> TLinkedTreeContainer::Create2(const IntfRef<ILinkedTreeNode>& Root) {
     auto container = Make<TLinkedTreeContainer>();
-    container->FRoot = IntfRef<TLinkedTreeNode>(LinkedNodeOf(Root));
+    container->FRoot = IntfRef<TLinkedTreeNode>::Retain(LinkedNodeOf(Root));
     return container;
 }
 
@@ -30,7 +30,7 @@ void TLinkedTreeContainer::Raise(int Change, const IntfRef<IGraphLocation>& Loca
     ProcessModelEvent(Make<TGraphModelEvent>(Self(), Change, Location));
 }
 
-IntfRef<IGraphLocation> TLinkedTreeContainer::GetRoot() { return IntfRef<IGraphLocation>(FRoot.get()); }
+IntfRef<IGraphLocation> TLinkedTreeContainer::GetRoot() { return IntfRef<IGraphLocation>::Retain(FRoot.get()); }
 
 IntfRef<IInterface> TLinkedTreeContainer::Get(const IntfRef<IGraphLocation>& Gl) { return Gl; }
 
@@ -39,7 +39,7 @@ IntfRef<IGraphLocation> TLinkedTreeContainer::Find(const IntfRef<IInterface>& Da
 }
 
 IntfRef<IGraphLocation> TLinkedTreeContainer::SetRoot(const IntfRef<IInterface>& Data) {
-    FRoot = IntfRef<TLinkedTreeNode>(LinkedNodeOf(Data));
+    FRoot = IntfRef<TLinkedTreeNode>::Retain(LinkedNodeOf(Data));
     Raise(mcStructure);
     return GetRoot();
 }
@@ -49,12 +49,12 @@ void TLinkedTreeContainer::Put(const IntfRef<IGraphLocation>& Gl, const IntfRef<
         Raise(mcItemReplaced, Gl);
         return;
     }
-    IntfRef<TLinkedTreeNode> old(RequireNode(Gl));
-    IntfRef<ILinkedTreeNode> replacement(LinkedNodeOf(Data));
-    IntfRef<TLinkedTreeNode> parent(old->ParentNode());
+    IntfRef<TLinkedTreeNode> old = IntfRef<TLinkedTreeNode>::Retain(RequireNode(Gl));
+    IntfRef<ILinkedTreeNode> replacement = IntfRef<ILinkedTreeNode>::Retain(LinkedNodeOf(Data));
+    IntfRef<TLinkedTreeNode> parent = IntfRef<TLinkedTreeNode>::Retain(old->ParentNode());
     if (!parent) throw EIllegalArgumentException("Cannot replace a top-level node");
-    parent->InsertChild2(replacement, IntfRef<ILinkedTreeNode>(old.get()));
-    parent->RemoveChild(IntfRef<ILinkedTreeNode>(old.get()));
+    parent->InsertChild2(replacement, IntfRef<ILinkedTreeNode>::Retain(old.get()));
+    parent->RemoveChild(IntfRef<ILinkedTreeNode>::Retain(old.get()));
     Raise(mcChildrenReplaced, Gl);
 }
 
@@ -63,7 +63,7 @@ void TLinkedTreeContainer::Touched(const IntfRef<IGraphLocation>& Gl) { Raise(mc
 IntfRef<IGraphLocation> TLinkedTreeContainer::AddChild(const IntfRef<IGraphLocation>& Gl,
                                                         const IntfRef<IInterface>& Data) {
     TLinkedTreeNode* parent = RequireNode(Gl);
-    IntfRef<ILinkedTreeNode> child(LinkedNodeOf(Data));
+    IntfRef<ILinkedTreeNode> child = IntfRef<ILinkedTreeNode>::Retain(LinkedNodeOf(Data));
     parent->AppendChild(child);
     auto location = As<IGraphLocation>(Data);
     Raise(mcItemAdded, location);
@@ -74,15 +74,15 @@ IntfRef<IGraphLocation> TLinkedTreeContainer::InsertChild(const IntfRef<IGraphLo
                                                            const IntfRef<IGraphLocation>& AheadOf,
                                                            const IntfRef<IInterface>& Data) {
     TLinkedTreeNode* parent = RequireNode(Parent);
-    IntfRef<ILinkedTreeNode> child(LinkedNodeOf(Data));
-    parent->InsertChild2(child, IntfRef<ILinkedTreeNode>(LinkedNodeOf(AheadOf)));
+    IntfRef<ILinkedTreeNode> child = IntfRef<ILinkedTreeNode>::Retain(LinkedNodeOf(Data));
+    parent->InsertChild2(child, IntfRef<ILinkedTreeNode>::Retain(LinkedNodeOf(AheadOf)));
     auto location = As<IGraphLocation>(Data);
     Raise(mcItemAdded, location);
     return location;
 }
 
 void TLinkedTreeContainer::RemoveChildren(const IntfRef<IGraphLocation>& Parent) {
-    IntfRef<TLinkedTreeNode> parent(RequireNode(Parent));
+    IntfRef<TLinkedTreeNode> parent = IntfRef<TLinkedTreeNode>::Retain(RequireNode(Parent));
     IntfRef<IForwardIterator> it = parent->GetChildIterator();
     while (it->HasMoreElements()) {
         IntfRef<ILinkedTreeNode> child = As<ILinkedTreeNode>(it->Get());
@@ -93,9 +93,9 @@ void TLinkedTreeContainer::RemoveChildren(const IntfRef<IGraphLocation>& Parent)
 }
 
 void TLinkedTreeContainer::Remove(const IntfRef<IGraphLocation>& Gl) {
-    IntfRef<TLinkedTreeNode> node(RequireNode(Gl));
+    IntfRef<TLinkedTreeNode> node = IntfRef<TLinkedTreeNode>::Retain(RequireNode(Gl));
     if (TLinkedTreeNode* parent = node->ParentNode()) {
-        parent->RemoveChild(IntfRef<ILinkedTreeNode>(node.get()));
+        parent->RemoveChild(IntfRef<ILinkedTreeNode>::Retain(node.get()));
         Raise(mcItemRemoved, Gl);
     } else if (node == FRoot) {
         FRoot = nullptr;
@@ -143,15 +143,15 @@ IntfRef<IInterface> TBasicTreeContainer::Get(const IntfRef<IGraphLocation>& Gl) 
 
 IntfRef<IGraphLocation> TBasicTreeContainer::Find(const IntfRef<IInterface>& Data) {
     if (!FRoot) return nullptr;
-    return Supports<IGraphLocation>(TreeSearch(IntfRef<ILinkedTreeNode>(FRoot.get()), Data));
+    return Supports<IGraphLocation>(TreeSearch(IntfRef<ILinkedTreeNode>::Retain(FRoot.get()), Data));
 }
 
 IntfRef<ILinkedTreeNode> TBasicTreeContainer::TreeSearch(const IntfRef<ILinkedTreeNode>& Node,
                                                          const IntfRef<IInterface>& Data) {
     TLinkedTreeNode* node = Node->Ptr();
-    if (Get(IntfRef<IGraphLocation>(node)).Identity() == Data.Identity()) return Node;
+    if (Get(IntfRef<IGraphLocation>::Retain(node)).Identity() == Data.Identity()) return Node;
     for (TLinkedTreeNode* child = node->FirstChildNode(); child; child = child->NextSiblingNode())
-        if (auto found = TreeSearch(IntfRef<ILinkedTreeNode>(child), Data)) return found;
+        if (auto found = TreeSearch(IntfRef<ILinkedTreeNode>::Retain(child), Data)) return found;
     return nullptr;
 }
 
@@ -174,7 +174,7 @@ IntfRef<IGraphLocation> TBasicTreeContainer::AddChild(const IntfRef<IGraphLocati
     IntfRef<ILinkedTreeNode> node = Wrap(Data);
     if (!Gl) return SetRoot(node);
     RequireNode(Gl)->AppendChild(node);
-    IntfRef<IGraphLocation> location(node->Ptr());
+    IntfRef<IGraphLocation> location = IntfRef<IGraphLocation>::Retain(node->Ptr());
     Raise(mcItemAdded, location);
     return location;
 }
@@ -184,8 +184,8 @@ IntfRef<IGraphLocation> TBasicTreeContainer::InsertChild(const IntfRef<IGraphLoc
                                                           const IntfRef<IInterface>& Data) {
     if (!Parent) return AddChild(nullptr, Data);
     IntfRef<ILinkedTreeNode> node = Wrap(Data);
-    RequireNode(Parent)->InsertChild2(node, IntfRef<ILinkedTreeNode>(LinkedNodeOf(AheadOf)));
-    IntfRef<IGraphLocation> location(node->Ptr());
+    RequireNode(Parent)->InsertChild2(node, IntfRef<ILinkedTreeNode>::Retain(LinkedNodeOf(AheadOf)));
+    IntfRef<IGraphLocation> location = IntfRef<IGraphLocation>::Retain(node->Ptr());
     Raise(mcItemAdded, location);
     return location;
 }

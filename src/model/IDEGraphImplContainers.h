@@ -84,7 +84,7 @@ protected:
     // The node behind a location that must be there; nil raises
     // EIllegalArgumentException "Null location".
     static TLinkedTreeNode* RequireNode(const IntfRef<IGraphLocation>& Gl);
-    IntfRef<IGraphModel> Self() { return IntfRef<IGraphModel>(this); }
+    IntfRef<IGraphModel> Self() { return IntfRef<IGraphModel>::Retain(this); }
     void Raise(int Change, const IntfRef<IGraphLocation>& Location = nullptr);
     virtual void ProcessModelEvent(const IntfRef<IGraphModelEvent>& E);
 

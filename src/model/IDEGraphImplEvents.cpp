@@ -17,19 +17,19 @@ void CallGraphSelectionListener(const IntfRef<IGraphSelectionListener>& L, const
 }  // namespace
 
 void TGraphModelEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    CallModelListener(As<IGraphModelListener>(L), IntfRef<IGraphModelEvent>(this));
+    CallModelListener(As<IGraphModelListener>(L), IntfRef<IGraphModelEvent>::Retain(this));
 }
 
 void TGraphSubfocusEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    As<IGraphSubfocusListener>(L)->SubfocusChanged(IntfRef<IGraphSubfocusEvent>(this));
+    As<IGraphSubfocusListener>(L)->SubfocusChanged(IntfRef<IGraphSubfocusEvent>::Retain(this));
 }
 
 void TGraphSubfocusEvent::VetoableDispatch(const IntfRef<IEventListener>& L) {
-    As<IGraphSubfocusListener>(L)->SubfocusChanging(IntfRef<IGraphSubfocusEvent>(this));
+    As<IGraphSubfocusListener>(L)->SubfocusChanging(IntfRef<IGraphSubfocusEvent>::Retain(this));
 }
 
 void TGraphSelectionEvent::Dispatch(const IntfRef<IEventListener>& L) {
-    CallGraphSelectionListener(As<IGraphSelectionListener>(L), IntfRef<IGraphSelectionEvent>(this));
+    CallGraphSelectionListener(As<IGraphSelectionListener>(L), IntfRef<IGraphSelectionEvent>::Retain(this));
 }
 
 void TGraphSelectionMulticaster::Dispatch(const IntfRef<IGraphSelectionEvent>& E) {
@@ -143,7 +143,7 @@ IntfRef<TBasicGraphSelection> TBasicGraphSelection::Create2(const IntfRef<IInter
 }
 
 IntfRef<TGraphSelectionEvent> TBasicGraphSelection::NewEvent(int Change, const IntfRef<IGraphLocation>& Location) {
-    return Make<TGraphSelectionEvent>(IntfRef<IGraphSelection>(this), Change, Location);
+    return Make<TGraphSelectionEvent>(IntfRef<IGraphSelection>::Retain(this), Change, Location);
 }
 
 bool TBasicGraphSelection::Contains(const IntfRef<IGraphLocation>& Location) {

@@ -9,32 +9,32 @@ namespace ide {
 
 IntfRef<TLinkedTreeNode> TLinkedTreeNode::Create2(const IntfRef<ILinkedTreeNode>& Parent) {
     auto node = Make<TLinkedTreeNode>();
-    if (TLinkedTreeNode* parent = LinkedNodeOf(Parent)) parent->AppendChild(IntfRef<ILinkedTreeNode>(node.get()));
+    if (TLinkedTreeNode* parent = LinkedNodeOf(Parent)) parent->AppendChild(IntfRef<ILinkedTreeNode>::Retain(node.get()));
     return node;
 }
 
-IntfRef<IGraphLocation> TLinkedTreeNode::GetParent() { return IntfRef<IGraphLocation>(FParent.get()); }
+IntfRef<IGraphLocation> TLinkedTreeNode::GetParent() { return IntfRef<IGraphLocation>::Retain(FParent.get()); }
 
 IntfRef<IInterfaceList> TLinkedTreeNode::GetChildren() {
     auto list = Make<TInterfaceList>();
     list->SetCapacity(std::max(FChildCount, 0));
     for (TLinkedTreeNode* n = FFirstChild.get(); n; n = n->FNextSibling.get())
-        list->Add(IntfRef<IInterface>(static_cast<IGraphLocation*>(n)));
+        list->Add(IntfRef<IInterface>::Retain(static_cast<IGraphLocation*>(n)));
     return list;
 }
 
-IntfRef<ILinkedTreeNode> TLinkedTreeNode::GetFirstChild() { return IntfRef<ILinkedTreeNode>(FFirstChild.get()); }
+IntfRef<ILinkedTreeNode> TLinkedTreeNode::GetFirstChild() { return IntfRef<ILinkedTreeNode>::Retain(FFirstChild.get()); }
 
 IntfRef<IForwardIterator> TLinkedTreeNode::GetChildIterator() {
-    return Make<TLinkedTreeIterator>(IntfRef<ILinkedTreeNode>(FFirstChild.get()));
+    return Make<TLinkedTreeIterator>(IntfRef<ILinkedTreeNode>::Retain(FFirstChild.get()));
 }
 
-IntfRef<ILinkedTreeNode> TLinkedTreeNode::GetNextSibling() { return IntfRef<ILinkedTreeNode>(FNextSibling.get()); }
+IntfRef<ILinkedTreeNode> TLinkedTreeNode::GetNextSibling() { return IntfRef<ILinkedTreeNode>::Retain(FNextSibling.get()); }
 
 void TLinkedTreeNode::AppendChild(const IntfRef<ILinkedTreeNode>& NewChild) { DoAddChild(NewChild, nullptr); }
 
 void TLinkedTreeNode::InsertChild(const IntfRef<ILinkedTreeNode>& NewChild) {
-    DoAddChild(NewChild, IntfRef<ILinkedTreeNode>(FFirstChild.get()));
+    DoAddChild(NewChild, IntfRef<ILinkedTreeNode>::Retain(FFirstChild.get()));
 }
 
 void TLinkedTreeNode::InsertChild2(const IntfRef<ILinkedTreeNode>& NewChild, const IntfRef<ILinkedTreeNode>& AheadOf) {
@@ -51,7 +51,7 @@ void TLinkedTreeNode::DoAddChild(const IntfRef<ILinkedTreeNode>& NewChild, const
     for (TLinkedTreeNode* n = head; n; n = n->FNextSibling.get()) {
         TLinkedTreeNode* parent = n->FParent.get();
         if (!parent) {
-            n->FParent = IntfRef<TLinkedTreeNode>(this);
+            n->FParent = IntfRef<TLinkedTreeNode>::Retain(this);
             ++FChildCount;
         } else if (parent != this) {
             throw EIllegalArgumentException("Cannot add child");
@@ -65,7 +65,7 @@ void TLinkedTreeNode::DoAddChild(const IntfRef<ILinkedTreeNode>& NewChild, const
     if (!FFirstChild || FFirstChild.get() == aheadOf) {
         IntfRef<TLinkedTreeNode> oldFirst = FFirstChild;
         last->FNextSibling = oldFirst;
-        FFirstChild = IntfRef<TLinkedTreeNode>(head);
+        FFirstChild = IntfRef<TLinkedTreeNode>::Retain(head);
         return;
     }
 
@@ -77,7 +77,7 @@ void TLinkedTreeNode::DoAddChild(const IntfRef<ILinkedTreeNode>& NewChild, const
         if (!next || next == aheadOf) {
             IntfRef<TLinkedTreeNode> follower = p->FNextSibling;
             last->FNextSibling = follower;
-            p->FNextSibling = IntfRef<TLinkedTreeNode>(head);
+            p->FNextSibling = IntfRef<TLinkedTreeNode>::Retain(head);
             return;
         }
         p = next;
@@ -97,7 +97,7 @@ void TLinkedTreeNode::InsertSibling(const IntfRef<ILinkedTreeNode>& NewSibling) 
         ++count;
         last = n;
     }
-    IntfRef<TLinkedTreeNode> keep(head);
+    IntfRef<TLinkedTreeNode> keep = IntfRef<TLinkedTreeNode>::Retain(head);
     for (TLinkedTreeNode* n = head; n; n = n->FNextSibling.get()) n->FParent = FParent;
     if (FParent) FParent->FChildCount += count;
     IntfRef<TLinkedTreeNode> follower = FNextSibling;
@@ -110,8 +110,8 @@ void TLinkedTreeNode::RemoveChild(const IntfRef<ILinkedTreeNode>& UnwantedChild)
     if (!unwanted) throw EIllegalArgumentException("Tree node circularity");
     // Clearing the child's parent link may drop the last reference to this
     // node, and the child's links may hold the last reference to the child.
-    IntfRef<TLinkedTreeNode> self(this);
-    IntfRef<TLinkedTreeNode> keep(unwanted);
+    IntfRef<TLinkedTreeNode> self = IntfRef<TLinkedTreeNode>::Retain(this);
+    IntfRef<TLinkedTreeNode> keep = IntfRef<TLinkedTreeNode>::Retain(unwanted);
 
     if (FFirstChild.get() == unwanted) {
         IntfRef<TLinkedTreeNode> next = unwanted->FNextSibling;
@@ -131,10 +131,10 @@ void TLinkedTreeNode::RemoveChild(const IntfRef<ILinkedTreeNode>& UnwantedChild)
 }
 
 IntfRef<ILinkedTreeNode> TLinkedTreeNode::RemoveNode(const IntfRef<ILinkedTreeNode>& Root) {
-    IntfRef<TLinkedTreeNode> self(this);
+    IntfRef<TLinkedTreeNode> self = IntfRef<TLinkedTreeNode>::Retain(this);
     if (FParent) {
         IntfRef<TLinkedTreeNode> parent = FParent;
-        parent->RemoveChild(IntfRef<ILinkedTreeNode>(this));
+        parent->RemoveChild(IntfRef<ILinkedTreeNode>::Retain(this));
         return Root;
     }
     TLinkedTreeNode* root = LinkedNodeOf(Root);
@@ -150,12 +150,12 @@ IntfRef<ILinkedTreeNode> TLinkedTreeNode::RemoveNode(const IntfRef<ILinkedTreeNo
 }
 
 void TLinkedTreeNode::SetParent(const IntfRef<ILinkedTreeNode>& Parent) {
-    FParent = IntfRef<TLinkedTreeNode>(LinkedNodeOf(Parent));
+    FParent = IntfRef<TLinkedTreeNode>::Retain(LinkedNodeOf(Parent));
 }
 
 void TLinkedTreeNode::UnlinkSubtree() {
     std::vector<IntfRef<TLinkedTreeNode>> pending;
-    pending.emplace_back(this);
+    pending.push_back(Retain(this));
     while (!pending.empty()) {
         IntfRef<TLinkedTreeNode> node = std::move(pending.back());
         pending.pop_back();
@@ -178,7 +178,7 @@ void TLinkedTreeNode::UnlinkTree() {
         return;
     }
     // Each visited node loses its next link, so a ring ends at the revisit.
-    IntfRef<TLinkedTreeNode> node(this);
+    IntfRef<TLinkedTreeNode> node = IntfRef<TLinkedTreeNode>::Retain(this);
     while (node) {
         node->UnlinkSubtree();
         IntfRef<TLinkedTreeNode> next = std::move(node->FNextSibling);
@@ -189,9 +189,9 @@ void TLinkedTreeNode::UnlinkTree() {
 // ---- TLinkedTreeIterator -----------------------------------------------------
 
 TLinkedTreeIterator::TLinkedTreeIterator(const IntfRef<ILinkedTreeNode>& FirstSibling)
-    : FFirstSibling(LinkedNodeOf(FirstSibling)), FSibling(FFirstSibling) {}
+    : FFirstSibling(Retain(LinkedNodeOf(FirstSibling))), FSibling(FFirstSibling) {}
 
-IntfRef<IInterface> TLinkedTreeIterator::Get() { return IntfRef<IInterface>(FSibling.get()); }
+IntfRef<IInterface> TLinkedTreeIterator::Get() { return IntfRef<IInterface>::Retain(FSibling.get()); }
 
 IntfRef<IInterface> TLinkedTreeIterator::NextElement() {
     IntfRef<IInterface> current = Get();
@@ -201,7 +201,7 @@ IntfRef<IInterface> TLinkedTreeIterator::NextElement() {
 
 void TLinkedTreeIterator::Advance() {
     if (FSibling) {
-        IntfRef<TLinkedTreeNode> next(FSibling->NextSiblingNode());
+        IntfRef<TLinkedTreeNode> next = IntfRef<TLinkedTreeNode>::Retain(FSibling->NextSiblingNode());
         FSibling = std::move(next);
     }
 }
@@ -220,7 +220,7 @@ void TLinkedTreeIterator::Put(const IntfRef<IInterface>& Data) {
     if (!FSibling)
         FFirstSibling->AppendChild(node);
     else
-        FFirstSibling->InsertChild2(node, IntfRef<ILinkedTreeNode>(FSibling.get()));
+        FFirstSibling->InsertChild2(node, IntfRef<ILinkedTreeNode>::Retain(FSibling.get()));
 }
 
 int TLinkedTreeIterator::Distance(const IntfRef<IForwardIterator>& That) {

@@ -28,17 +28,17 @@ void TBasicSingletonContainer::ProcessModelEvent(const IntfRef<IModelEvent>& E) 
 
 void TBasicSingletonContainer::Put(const IntfRef<IInterface>& Data) {
     FItem = As<IStringObject>(Data);
-    ProcessModelEvent(Make<TSingletonModelEvent>(IntfRef<ISingletonModel>(this)));
+    ProcessModelEvent(Make<TSingletonModelEvent>(IntfRef<ISingletonModel>::Retain(this)));
 }
 
 void TBasicSingletonContainer::Touched() {
-    ProcessModelEvent(Make<TSingletonModelEvent>(IntfRef<ISingletonModel>(this)));
+    ProcessModelEvent(Make<TSingletonModelEvent>(IntfRef<ISingletonModel>::Retain(this)));
 }
 
 void TBasicSingletonContainer::EnableModelEvents(bool Enable) {
     if (Enable == FEvents) return;
     FEvents = Enable;
-    if (Enable) ProcessModelEvent(Make<TSingletonModelEvent>(IntfRef<ISingletonModel>(this)));
+    if (Enable) ProcessModelEvent(Make<TSingletonModelEvent>(IntfRef<ISingletonModel>::Retain(this)));
 }
 
 bool TBasicSelection::DoAdd(const IntfRef<IInterface>& Item) {

@@ -65,7 +65,7 @@ void TBasicVectorContainer::ProcessModelEvent(const IntfRef<IModelEvent>& E) {
 }
 
 void TBasicVectorContainer::Raise(int Change, int Location) {
-    ProcessModelEvent(Make<TVectorModelEvent>(IntfRef<IVectorModel>(this), Change, Location));
+    ProcessModelEvent(Make<TVectorModelEvent>(IntfRef<IVectorModel>::Retain(this), Change, Location));
 }
 
 void TBasicVectorContainer::SetItems(const IntfRef<IInterfaceList>& NewItems) {
@@ -128,7 +128,7 @@ void TBasicVectorContainer::EnableModelEvents(bool Enable) {
 
 void TSingleVectorSelection::Raise(int Change) {
     if (!FEvents || !FSelectionListeners.HasListeners()) return;
-    FSelectionListeners.Dispatch(Make<TVectorSelectionEvent>(IntfRef<IVectorSelection>(this), Change));
+    FSelectionListeners.Dispatch(Make<TVectorSelectionEvent>(IntfRef<IVectorSelection>::Retain(this), Change));
 }
 
 IntfRef<IInterfaceList> TSingleVectorSelection::GetAll() {

@@ -225,7 +225,7 @@ public:
     void EnableSelectionEvents(bool Enable) override;
 
 private:
-    IntfRef<IVectorSelection> Self() { return IntfRef<IVectorSelection>(this); }
+    IntfRef<IVectorSelection> Self() { return IntfRef<IVectorSelection>::Retain(this); }
 };
 
 // Holds nothing and tells nobody.

@@ -1,5 +1,5 @@
 // The event vocabulary's component classes over Qt widgets.
-#include "foundation/IDEFixups.h"
+#include "platform/IDEFixups.h"
 
 #include <QVariant>
 #include <QWidget>

@@ -33,7 +33,7 @@ class TSelfReferencing : public TInterfacedObject, public IFoo {
 public:
     TSelfReferencing() {
         ++gAlive;
-        IntfRef<IFoo> me(this);
+        IntfRef<IFoo> me = IntfRef<IFoo>::Retain(this);
         me.reset();
     }
     ~TSelfReferencing() override { --gAlive; }
@@ -84,6 +84,25 @@ TEST(Interface, ConstructionGuardAndListIdentity) {
         EXPECT_THROW(list->Get(5), EListError);
     }
     EXPECT_EQ(gAlive, 0);
+}
+
+// A fresh object carries its creation count, so a reference may only be made
+// from a raw pointer by saying whether it takes that count over or adds one.
+static_assert(!std::is_constructible_v<IntfRef<IFoo>, IFoo*>);
+static_assert(!std::is_constructible_v<IntfRef<TFooBar>, TFooBar*>);
+static_assert(!std::is_convertible_v<TFooBar*, IntfRef<IFoo>>);
+
+TEST(Interface, AdoptionIsExplicitAndCountsBalance) {
+    {
+        IntfRef<TFooBar> made = Make<TFooBar>();
+        EXPECT_EQ(made->RefCount(), 1);  // Make hands over the creation count
+        IntfRef<IFoo> retained = Retain(made.get());
+        EXPECT_EQ(made->RefCount(), 2);
+        IntfRef<IBar> adopted = IntfRef<IBar>::Adopt(new TFooBar);  // takes the creation count
+        EXPECT_EQ(static_cast<TFooBar*>(adopted.get())->RefCount(), 1);
+        EXPECT_EQ(gAlive, 2);
+    }
+    EXPECT_EQ(gAlive, 0);  // nothing leaked: LeakSanitizer agrees under make test-asan
 }
 
 TEST(Runtime, Utf8RoundTrip) {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/IDEMulticast.h"
+#include "foundation/IDEUIMulticast.h"
 
 using namespace ide;
 
@@ -271,7 +271,7 @@ TEST_F(Multicast, TreeDispatchSurvivesRemovalFromTheField) {
     IntfRef<IEventListener> running = field;
     IEventListener* node = running.get();
     running.reset();
-    As<IActionListener>(IntfRef<IEventListener>(node))
+    As<IActionListener>(IntfRef<IEventListener>::Retain(node))
         ->ActionPerformed(TActionEvent::Create2(nullptr, ACTION_PERFORMED, u""));
     EXPECT_EQ(log, (Log{"a", "b"}));
     EXPECT_FALSE(field);

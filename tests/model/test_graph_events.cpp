@@ -274,12 +274,12 @@ TEST_F(GraphBatch, ListenerMayCallBackIntoTheMulticasterDuringDispatch) {
     self->onEvent = [&done, mc, me, newcomer, m, where] {
         if (done) return;
         done = true;
-        mc->Add(newcomer);
+        mc->Add(Retain(newcomer));
         mc->BeginUpdate();
-        m->Touched(where);
-        m->Touched(where);
+        m->Touched(Retain(where));
+        m->Touched(Retain(where));
         mc->EndUpdate();  // a merged dispatch inside the outer one
-        mc->Remove(me);
+        mc->Remove(Retain(me));
     };
     caster->Add(self);
     model->Touched(a);
@@ -298,10 +298,10 @@ TEST_F(GraphBatch, BatchCallsUnderTheLockMayReenter) {
     TListener* more = extra.get();
     bool sawItself = false;
     l->onBegin = [&sawItself, mc, me, more] {
-        sawItself = mc->HasListeners() && mc->Find(me) == 0;  // the lock is taken again
-        mc->Add(more);
+        sawItself = mc->HasListeners() && mc->Find(Retain(me)) == 0;  // the lock is taken again
+        mc->Add(Retain(more));
     };
-    l->onEnd = [mc, me] { mc->Remove(me); };
+    l->onEnd = [mc, me] { mc->Remove(Retain(me)); };
     caster->Add(l);
     caster->BeginUpdate();
     EXPECT_TRUE(sawItself);

@@ -75,7 +75,7 @@ TEST_F(GraphNodes, AppendInsertAheadOfAndChains) {
     EXPECT_EQ(p->FirstChildNode(), a.get()) << "appending to a leaf makes the first child";
     p->InsertChild2(N("b"), c);  // ahead of a middle node
     p->InsertChild(N("d"));      // at the front
-    p->InsertChild2(N("e"), IntfRef<ILinkedTreeNode>(p->FirstChildNode()));  // ahead of the first: first
+    p->InsertChild2(N("e"), IntfRef<ILinkedTreeNode>::Retain(p->FirstChildNode()));  // ahead of the first: first
     p->InsertChild2(N("o"), N("stranger"));  // AheadOf is no child: appended
     EXPECT_EQ(Children(p.get()), "edabco");
     EXPECT_EQ(p->ChildCount(), 6);
@@ -267,7 +267,7 @@ TEST_F(GraphNodes, IteratorPutAddsUnderTheFirstSibling) {
 
 TEST_F(GraphNodes, ContractsReachTheImplementationAndHashByIdentity) {
     Node n = N("n");
-    IntfRef<IGraphLocation> loc(n.get());
+    IntfRef<IGraphLocation> loc = IntfRef<IGraphLocation>::Retain(n.get());
     EXPECT_EQ(As<ILinkedTreeNode>(loc)->Ptr(), n.get());
     EXPECT_EQ(As<IBasicTreeNode>(loc)->Ptr(), n.get());
     auto plain = Make<TLinkedTreeNode>();

@@ -205,7 +205,7 @@ TEST_F(Models, ListenerThatUnregistersDuringAnEventLeavesNothingAlive) {
         IntfRef<TBasicVectorContainer> Model;
         void ModelStructureChanged(const IntfRef<IVectorModelEvent>& E) override {
             TRecorder::ModelStructureChanged(E);
-            Model->RemoveModelListener(IntfRef<IVectorModelListener>(this));
+            Model->RemoveModelListener(IntfRef<IVectorModelListener>::Retain(this));
             Model = nullptr;
         }
     };

@@ -4,6 +4,7 @@
 #include <QWidget>
 
 #include "foundation/IDEUIEvent.h"
+#include "platform/IDEFixups.h"
 
 using namespace ide;
 

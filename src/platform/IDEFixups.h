@@ -1,8 +1,9 @@
 // The component classes that the window-system events speak of, under the
 // names of the event vocabulary: a component with bounds, a parent, visibility
-// and a focus request; a container; a window. Declared here so that events can
-// carry them without the toolkit; the platform layer implements them over Qt
-// widgets (src/platform/IDEFixups.cpp).
+// and a focus request; a container; a window. They stand over Qt widgets. The
+// foundation's events know them only by forward declaration
+// (foundation/IDEUIEvent.h), so code that raises a component event includes
+// this header, and logic that only passes the pointers on does not.
 #pragma once
 
 #include "foundation/IDEUtil.h"
@@ -15,6 +16,7 @@ class TContainer;
 
 // The toolkit's control: owns nothing but a pointer to its widget, which the
 // widget's own parent (or the control's creator) owns.
+// Thread: UI thread only.
 class TControl : public TObject {
 public:
     explicit TControl(QWidget* Widget = nullptr) : FWidget(Widget) {}
@@ -26,6 +28,7 @@ protected:
     QWidget* FWidget;
 };
 
+// Thread: UI thread only.
 class TKomponent : public TControl {
 public:
     // Links the widget back to this component (see FromWidget).
@@ -43,11 +46,13 @@ public:
 
 // A component that holds others. (In the toolkit this is a windowed control;
 // here it is a component too, so events can name either as their source.)
+// Thread: UI thread only.
 class TContainer : public TKomponent {
 public:
     using TKomponent::TKomponent;
 };
 
+// Thread: UI thread only.
 class TWindow : public TContainer {
 public:
     using TContainer::TContainer;
