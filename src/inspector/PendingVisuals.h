@@ -1,4 +1,5 @@
-// TEMPORARY: stands in for the visual basics until they land on main.
+// Stand-in for the colour, font-style and rectangle types of the visual
+// basics, which are not on main yet; replaced by them when they land.
 #pragma once
 #include <cstdint>
 namespace ide {
