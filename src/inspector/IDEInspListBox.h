@@ -113,7 +113,7 @@ public:
     bool FCanFocus = true;
     TColor FBackground = 0;
     TColor FFont = 0;
-    TFontStyles FStyle = 0;
+    TFontStyles FStyle;
 };
 
 // Where the live controls go, in client coordinates of the list box.
@@ -132,7 +132,7 @@ struct TInspHint {
     String Text;
     TRect CursorRect;  // the cell; the hint goes when the mouse leaves it
     TRect HintRect;    // where the text stands
-    TFontStyles Style = 0;
+    TFontStyles Style;
 };
 
 // The remembered open rows: lines "path=1" (open) and "path=0" (closed).
@@ -234,6 +234,8 @@ public:
 
     // The live state the widget and tests look at.
     bool NamesSelected() const { return FNamesSelected; }
+    // A click in the edit or on the overlay gives the keyboard to the values side.
+    void SetNamesSelected(bool Value) { FNamesSelected = Value; }
     const String& CancelValue() const { return FCancelValue; }
     bool InAutoUpdate() const { return FInAutoUpdate; }
     bool ControlsHidden() const { return FControlsHidden; }
@@ -314,11 +316,12 @@ protected:
     bool FItemsReset = false;
     bool FControlsHidden = false;
     int FSaveTopIndex = 0;
-    TFontStyles FHintFontStyle = 0;
+    TFontStyles FHintFontStyle;
     bool FWasFocused = false;
     int FSaveSelStart = -1;
     int FSaveSelLength = -1;
     TInspControlsLayout FLayout;
+    std::vector<String> FValuesBuffer;
 };
 
 }  // namespace ide

@@ -44,8 +44,8 @@ namespace {
 bool LessText(const String& a, const String& b) { return LowerText(a) < LowerText(b); }
 }  // namespace
 
-void TListButton::SetItems(const std::vector<String>& Items) {
-    FItems = Items;
+void TListButton::SetItems(std::vector<String> Items) {
+    FItems = std::move(Items);
     if (FSorted) std::stable_sort(FItems.begin(), FItems.end(), LessText);
     FItemIndex = -1;
 }

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "foundation/DesignIntf.h"
-#include "inspector/PendingVisuals.h"
+#include "foundation/Graphics.h"
 
 namespace ide {
 
@@ -64,7 +64,7 @@ public:
 
     // --- entries
     const std::vector<String>& GetItems() const { return FItems; }
-    void SetItems(const std::vector<String>& Items);
+    void SetItems(std::vector<String> Items);
     void ClearItems();
     void AddItem(const String& Item);
     int GetItemCount() const { return static_cast<int>(FItems.size()); }

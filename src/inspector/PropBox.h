@@ -30,7 +30,7 @@
 #include <vector>
 
 #include "foundation/DesignIntf.h"
-#include "inspector/PendingVisuals.h"
+#include "foundation/Graphics.h"
 
 namespace ide {
 
@@ -173,6 +173,18 @@ public:
     // The update message arrived.
     virtual void UpdateDirtyData();
 
+    // --- painting
+    // Paints one row: gutter, grid line, expand box, current-row mark, name,
+    // divider, value cell and value text, by the colour roles above.
+    void DrawPropItem(int Index, TPropItem* Item, TCanvas& Canvas, const TRect& Rect, bool Selected, bool ReadOnly);
+    // Paints the rows of the client area and what they don't cover.
+    void Paint(TCanvas& Canvas);
+    // The host's text of a value; the property's own when unset.
+    std::function<String(const IntfRef<IProperty>&)> GetDisplayValue;
+    // Whether Paint marks the current row (the widget does; a plain list
+    // box with no focus may not).
+    bool FPaintSelected = true;
+
     // --- mouse sink
     bool ItemMouseDown(TMouseButton Button, TShiftState Shift, int X, int Y);
     bool ItemMouseMove(TShiftState Shift, int X, int Y);
@@ -209,7 +221,7 @@ public:
     TColor FSubPropColor = 32768;
     TColor FReadOnlyColor = clBtnText;
     TColor FNonDefaultColor = 0x800000;
-    TFontStyles FNonDefaultFontStyle = 1u << fsBold;
+    TFontStyles FNonDefaultFontStyle{fsBold};
     int FValuesIndent = 8;
 
     bool DoAllowExpansion(const IntfRef<IProperty>& Prop);

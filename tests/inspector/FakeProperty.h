@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "foundation/DesignIntf.h"
-#include "inspector/PendingVisuals.h"
+#include "foundation/Graphics.h"
 
 namespace ide::test {
 
