@@ -366,6 +366,8 @@ public:
     bool ValueAvailable() override { return FAccessor->Object() != nullptr; }
     String GetDescription() override { return {}; }
     bool GetIsDefault() override {
+        // A type that can't be compared (icons, palettes) can't tell: default.
+        if (!FAccessor->Type().isEqualityComparable()) return true;
         const QVariant initial = FAccessor->Initial();
         return !initial.isValid() || initial == FAccessor->Read();
     }
