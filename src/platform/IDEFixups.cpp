@@ -12,7 +12,7 @@ constexpr const char* kKomponentProperty = "ideKomponent";
 
 TControl::~TControl() = default;
 
-TKomponent::TKomponent(QWidget* Widget) : TControl(Widget) {
+TKomponent::TKomponent(QWidget* Widget, TComponent* AOwner) : TControl(Widget, AOwner) {
     if (FWidget) FWidget->setProperty(kKomponentProperty, QVariant::fromValue(static_cast<void*>(this)));
 }
 

@@ -6,6 +6,7 @@
 // this header, and logic that only passes the pointers on does not.
 #pragma once
 
+#include "foundation/Component.h"
 #include "foundation/IDEUtil.h"
 
 class QWidget;
@@ -14,12 +15,14 @@ namespace ide {
 
 class TContainer;
 
-// The toolkit's control: owns nothing but a pointer to its widget, which the
-// widget's own parent (or the control's creator) owns.
+// The toolkit's control: a component (owner tree, name, free notification)
+// with a pointer to its widget, which the widget's own parent (or the
+// control's creator) owns.
 // Thread: UI thread only.
-class TControl : public TObject {
+class TControl : public TComponent {
 public:
-    explicit TControl(QWidget* Widget = nullptr) : FWidget(Widget) {}
+    explicit TControl(QWidget* Widget = nullptr, TComponent* AOwner = nullptr)
+        : TComponent(AOwner), FWidget(Widget) {}
     ~TControl() override;
     QWidget* Widget() const { return FWidget; }
     void SetWidget(QWidget* Widget) { FWidget = Widget; }
@@ -32,7 +35,7 @@ protected:
 class TKomponent : public TControl {
 public:
     // Links the widget back to this component (see FromWidget).
-    explicit TKomponent(QWidget* Widget = nullptr);
+    explicit TKomponent(QWidget* Widget = nullptr, TComponent* AOwner = nullptr);
     ~TKomponent() override;
     // Does nothing in the base; a focusable component overrides it.
     virtual void RequestFocus();

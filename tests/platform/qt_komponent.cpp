@@ -35,6 +35,17 @@ private slots:
         button.RequestFocus();  // does nothing in the base
     }
 
+    void ownedComponentsDieWithTheirOwner() {
+        QWidget w;
+        auto* form = new TComponent(nullptr);
+        auto* child = new TKomponent(&w, form);
+        child->SetName(u"Button1");
+        QCOMPARE(form->FindComponent(u"button1"), static_cast<TComponent*>(child));
+        QCOMPARE(TKomponent::FromWidget(&w), child);
+        delete form;  // frees the component; the widget stays with its parent
+        QCOMPARE(TKomponent::FromWidget(&w), static_cast<TKomponent*>(nullptr));
+    }
+
     void componentEventsWrapTheirSource() {
         QWidget w;
         TContainer container(&w);
