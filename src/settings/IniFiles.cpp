@@ -1,0 +1,497 @@
+#include "settings/IniFiles.h"
+
+#include "foundation/Conversions.h"
+#include "settings/FileIO.h"
+
+namespace ide {
+
+// --- TCustomIniFile: typed access through text -------------------------------
+
+int32_t TCustomIniFile::ReadInteger(const String& S, const String& I, int32_t Default) {
+    int32_t v;
+    return TryStrToInt(ReadString(S, I, String()), v) ? v : Default;
+}
+
+void TCustomIniFile::WriteInteger(const String& S, const String& I, int32_t Value) { WriteString(S, I, IntToStr(Value)); }
+
+bool TCustomIniFile::ReadBool(const String& S, const String& I, bool Default) {
+    return ReadInteger(S, I, Default ? 1 : 0) != 0;
+}
+
+void TCustomIniFile::WriteBool(const String& S, const String& I, bool Value) { WriteString(S, I, Value ? u"1" : u"0"); }
+
+double TCustomIniFile::ReadFloat(const String& S, const String& I, double Default) {
+    double v;
+    return TryStrToFloat(ReadString(S, I, String()), v) ? v : Default;
+}
+
+void TCustomIniFile::WriteFloat(const String& S, const String& I, double Value) { WriteString(S, I, FloatToStr(Value)); }
+
+TDateTime TCustomIniFile::ReadDate(const String& S, const String& I, TDateTime Default) {
+    TDateTime v;
+    return TryStrToDate(ReadString(S, I, String()), v, FormatSettings()) ? v : Default;
+}
+
+void TCustomIniFile::WriteDate(const String& S, const String& I, TDateTime Value) { WriteString(S, I, DateToStr(Value)); }
+
+TDateTime TCustomIniFile::ReadTime(const String& S, const String& I, TDateTime Default) {
+    TDateTime v;
+    return TryStrToTime(ReadString(S, I, String()), v, FormatSettings()) ? v : Default;
+}
+
+void TCustomIniFile::WriteTime(const String& S, const String& I, TDateTime Value) { WriteString(S, I, TimeToStr(Value)); }
+
+TDateTime TCustomIniFile::ReadDateTime(const String& S, const String& I, TDateTime Default) {
+    TDateTime v;
+    return TryStrToDateTime(ReadString(S, I, String()), v, FormatSettings()) ? v : Default;
+}
+
+void TCustomIniFile::WriteDateTime(const String& S, const String& I, TDateTime Value) {
+    WriteString(S, I, DateTimeToStr(Value));
+}
+
+// --- The document behind TMemIniFile -----------------------------------------
+
+namespace {
+
+enum class Encoding { Utf8, Utf8Bom, Utf16LE, Utf16BE };
+
+// UTF-8 to UTF-16 keeping invalid bytes: a byte that starts no valid
+// sequence becomes U+DC00 + byte (a lone low surrogate, which valid UTF-8
+// never yields), and goes back to the same byte on writing.
+String DecodeUtf8Keeping(std::string_view s) {
+    String out;
+    out.reserve(s.size());
+    size_t i = 0;
+    const size_t n = s.size();
+    auto cont = [&](size_t k) { return k < n && (static_cast<unsigned char>(s[k]) & 0xC0) == 0x80; };
+    while (i < n) {
+        unsigned char c = static_cast<unsigned char>(s[i]);
+        if (c < 0x80) { out.push_back(c); ++i; continue; }
+        uint32_t cp = 0;
+        size_t len = 0;
+        if (c >= 0xC2 && c <= 0xDF && cont(i + 1)) {
+            cp = ((c & 0x1Fu) << 6) | (s[i + 1] & 0x3F);
+            len = 2;
+        } else if ((c & 0xF0) == 0xE0 && cont(i + 1) && cont(i + 2)) {
+            cp = ((c & 0x0Fu) << 12) | ((s[i + 1] & 0x3Fu) << 6) | (s[i + 2] & 0x3F);
+            len = (cp >= 0x800 && (cp < 0xD800 || cp > 0xDFFF)) ? 3 : 0;
+        } else if (c >= 0xF0 && c <= 0xF4 && cont(i + 1) && cont(i + 2) && cont(i + 3)) {
+            cp = ((c & 0x07u) << 18) | ((s[i + 1] & 0x3Fu) << 12) | ((s[i + 2] & 0x3Fu) << 6) | (s[i + 3] & 0x3F);
+            len = (cp >= 0x10000 && cp <= 0x10FFFF) ? 4 : 0;
+        }
+        if (len == 0) { out.push_back(Char(0xDC00 + c)); ++i; continue; }
+        if (cp >= 0x10000) {
+            cp -= 0x10000;
+            out.push_back(Char(0xD800 + (cp >> 10)));
+            out.push_back(Char(0xDC00 + (cp & 0x3FF)));
+        } else out.push_back(Char(cp));
+        i += len;
+    }
+    return out;
+}
+
+void EncodeUtf8Keeping(std::u16string_view t, std::string& out) {
+    for (size_t i = 0; i < t.size(); ++i) {
+        uint32_t cp = t[i];
+        if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < t.size() && t[i + 1] >= 0xDC00 && t[i + 1] <= 0xDFFF) {
+            cp = 0x10000 + ((cp - 0xD800) << 10) + (t[i + 1] - 0xDC00);
+            ++i;
+        } else if (cp >= 0xDC80 && cp <= 0xDCFF) {
+            out.push_back(static_cast<char>(cp - 0xDC00));  // a kept invalid byte
+            continue;
+        }
+        if (cp < 0x80) out.push_back(static_cast<char>(cp));
+        else if (cp < 0x800) {
+            out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        } else if (cp < 0x10000) {
+            out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        } else {
+            out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        }
+    }
+}
+
+bool HasLineBreak(std::u16string_view s) { return s.find_first_of(u"\r\n") != std::u16string_view::npos; }
+
+}  // namespace
+
+struct TMemIniFile::Doc {
+    // Every line keeps its own terminator (empty for a last line without
+    // one), so an untouched file is written back byte for byte; new lines
+    // take the file's first terminator.
+    struct Line {
+        String Raw;
+        String End;
+        String Key;
+        String Value;
+        bool Entry = false;
+        bool Dirty = false;
+    };
+    struct Section {
+        String Name;
+        String HeaderRaw;
+        String HeaderEnd;
+        bool HeaderDirty = true;
+        std::vector<Line> Lines;
+        std::unordered_map<String, size_t, TFoldedHash, TFoldedEqual> Index;
+
+        void Reindex() {
+            Index.clear();
+            for (size_t i = 0; i < Lines.size(); ++i)
+                if (Lines[i].Entry) Index.emplace(Lines[i].Key, i);
+        }
+        const Line* Find(std::u16string_view key) const {
+            auto it = Index.find(key);
+            return it == Index.end() ? nullptr : &Lines[it->second];
+        }
+    };
+
+    std::vector<Line> Preamble;
+    std::vector<std::unique_ptr<Section>> Sections;
+    std::unordered_map<String, size_t, TFoldedHash, TFoldedEqual> SecIndex;
+    Encoding Enc = Encoding::Utf8;
+    String Eol = u"\n";
+    int Merged = 0;
+
+    Section* FindSection(std::u16string_view name) const {
+        auto it = SecIndex.find(name);
+        return it == SecIndex.end() ? nullptr : Sections[it->second].get();
+    }
+
+    Section* AddSection(const String& name) {
+        Sections.push_back(std::make_unique<Section>());
+        Sections.back()->Name = name;
+        SecIndex.emplace(name, Sections.size() - 1);
+        return Sections.back().get();
+    }
+
+    void ReindexSections() {
+        SecIndex.clear();
+        for (size_t i = 0; i < Sections.size(); ++i) SecIndex.emplace(Sections[i]->Name, i);
+    }
+
+    static void Parse(Doc& d, const std::string& bytes, const std::string& file) {
+        std::string_view b(bytes);
+        String text;
+        auto unit = [&](size_t k, bool le) {
+            unsigned char x = static_cast<unsigned char>(b[k]), y = static_cast<unsigned char>(b[k + 1]);
+            return Char(le ? (x | (y << 8)) : ((x << 8) | y));
+        };
+        if (b.size() >= 2 && (b.substr(0, 2) == "\xFF\xFE" || b.substr(0, 2) == "\xFE\xFF")) {
+            bool le = b[0] == '\xFF';
+            d.Enc = le ? Encoding::Utf16LE : Encoding::Utf16BE;
+            if (b.size() % 2 != 0) throw EIniFileException(file + ": truncated UTF-16 text (odd byte count)");
+            text.reserve(b.size() / 2);
+            for (size_t k = 2; k + 1 < b.size(); k += 2) text.push_back(unit(k, le));
+        } else if (b.size() >= 3 && b.substr(0, 3) == "\xEF\xBB\xBF") {
+            d.Enc = Encoding::Utf8Bom;
+            text = DecodeUtf8Keeping(b.substr(3));
+        } else {
+            d.Enc = Encoding::Utf8;
+            text = DecodeUtf8Keeping(b);
+        }
+        bool eolSeen = false;
+        Section* cur = nullptr;
+        size_t lineNo = 0, i = 0;
+        const size_t n = text.size();
+        while (i < n) {
+            size_t j = i;
+            while (j < n && text[j] != u'\n' && text[j] != u'\r') ++j;
+            ++lineNo;
+            if (j - i > MaxLineLength)
+                throw EIniFileException(file + ":" + std::to_string(lineNo) + ": line too long");
+            if (lineNo > MaxLines) throw EIniFileException(file + ":" + std::to_string(lineNo) + ": too many lines");
+            std::u16string_view line(text.data() + i, j - i);
+            String end;
+            size_t next = j;
+            if (next < n) {
+                size_t eolLen = (text[next] == u'\r' && next + 1 < n && text[next + 1] == u'\n') ? 2 : 1;
+                end.assign(text.data() + next, eolLen);
+                if (!eolSeen) {
+                    d.Eol = end;
+                    eolSeen = true;
+                }
+                next += eolLen;
+            }
+            i = next;
+            String trimmed = Trim(line);
+            if (trimmed.size() >= 2 && trimmed.front() == u'[' && trimmed.back() == u']') {
+                String name = Trim(std::u16string_view(trimmed).substr(1, trimmed.size() - 2));
+                cur = d.FindSection(name);
+                if (!cur) {
+                    cur = d.AddSection(name);
+                    cur->HeaderRaw = String(line);
+                    cur->HeaderEnd = end;
+                    cur->HeaderDirty = false;
+                } else {
+                    ++d.Merged;
+                }
+                continue;
+            }
+            Line l;
+            l.Raw = String(line);
+            l.End = std::move(end);
+            size_t eq = line.find(u'=');
+            if (cur && eq != std::u16string_view::npos && !trimmed.empty() && trimmed[0] != u';' && trimmed[0] != u'#') {
+                l.Key = Trim(line.substr(0, eq));
+                if (!l.Key.empty()) {
+                    l.Value = Trim(line.substr(eq + 1));
+                    l.Entry = true;
+                }
+            }
+            if (cur) {
+                cur->Lines.push_back(std::move(l));
+                const Line& added = cur->Lines.back();
+                if (added.Entry) cur->Index.emplace(added.Key, cur->Lines.size() - 1);
+            } else d.Preamble.push_back(std::move(l));
+        }
+    }
+
+    String Text() const {
+        // (text, terminator) pairs; a missing terminator inside the file
+        // (a line that was last before new lines were added) gets the file's.
+        struct Part {
+            const String* Text;
+            const String* End;
+            bool New;
+        };
+        std::vector<Part> parts;
+        std::vector<String> made;  // reserved up front: parts point into it
+        size_t madeCount = 0;
+        for (const auto& s : Sections)
+            for (const auto& l : s->Lines) madeCount += (l.Entry && l.Dirty) ? 1 : 0;
+        made.reserve(Sections.size() + madeCount);
+        for (const auto& p : Preamble) parts.push_back({&p.Raw, &p.End, false});
+        for (const auto& s : Sections) {
+            if (s->HeaderDirty) {
+                if (HasLineBreak(s->Name))
+                    throw EIniFileException("Section '" + Utf8(s->Name) + "' can't be saved: it holds a line break");
+                made.push_back(u"[" + s->Name + u"]");
+                parts.push_back({&made.back(), &s->HeaderEnd, true});
+            } else parts.push_back({&s->HeaderRaw, &s->HeaderEnd, false});
+            for (const auto& l : s->Lines) {
+                if (l.Entry && l.Dirty) {
+                    if (HasLineBreak(l.Key) || HasLineBreak(l.Value))
+                        throw EIniFileException("Value '" + Utf8(l.Key) + "' in section '" + Utf8(s->Name) +
+                                                "' can't be saved: it holds a line break");
+                    made.push_back(l.Key + u"=" + l.Value);
+                    parts.push_back({&made.back(), &l.End, true});
+                } else parts.push_back({&l.Raw, &l.End, false});
+            }
+        }
+        String t;
+        for (size_t i = 0; i < parts.size(); ++i) {
+            t += *parts[i].Text;
+            const String& end = *parts[i].End;
+            // A rewritten line keeps its terminator; a line without one takes
+            // the file's unless it is an old last line, which stays so.
+            bool fill = end.empty() && (i + 1 < parts.size() || parts[i].New);
+            t += fill ? Eol : end;
+        }
+        return t;
+    }
+
+    std::string Bytes() const {
+        String t = Text();
+        std::string out;
+        switch (Enc) {
+            case Encoding::Utf8Bom: out = "\xEF\xBB\xBF"; [[fallthrough]];
+            case Encoding::Utf8: EncodeUtf8Keeping(t, out); break;
+            case Encoding::Utf16LE:
+            case Encoding::Utf16BE: {
+                bool le = Enc == Encoding::Utf16LE;
+                out.reserve(2 + t.size() * 2);
+                out += le ? "\xFF\xFE" : "\xFE\xFF";
+                for (Char c : t) {
+                    char lo = static_cast<char>(c & 0xFF), hi = static_cast<char>(c >> 8);
+                    out.push_back(le ? lo : hi);
+                    out.push_back(le ? hi : lo);
+                }
+                break;
+            }
+        }
+        return out;
+    }
+};
+
+TMemIniFile::TMemIniFile(const String& FileName) : TCustomIniFile(FileName), FDoc(std::make_unique<Doc>()) {
+    Rename(FileName, true);
+}
+
+TMemIniFile::~TMemIniFile() = default;
+
+void TMemIniFile::Clear() { FDoc = std::make_unique<Doc>(); }
+
+void TMemIniFile::LoadFromBytes(const std::string& Bytes, const std::string& FileName) {
+    auto d = std::make_unique<Doc>();
+    Doc::Parse(*d, Bytes, FileName);
+    FDoc = std::move(d);
+}
+
+std::string TMemIniFile::SaveToBytes() const { return FDoc->Bytes(); }
+
+int TMemIniFile::MergedSectionCount() const { return FDoc->Merged; }
+
+void TMemIniFile::Rename(const String& FileName, bool Reload) {
+    FFileName = FileName;
+    if (!Reload) return;
+    if (FFileName.empty()) {
+        Clear();
+        return;
+    }
+    std::string bytes;
+    const std::string path = Utf8(FFileName);
+    if (!ReadWholeFile(path, bytes)) {
+        Clear();
+        return;
+    }
+    LoadFromBytes(bytes, path);
+}
+
+void TMemIniFile::UpdateFile() {
+    if (FFileName.empty()) throw EIniFileException("Cannot save the ini file: it has no file name");
+    WriteFileAtomic(Utf8(FFileName), SaveToBytes());
+}
+
+String TMemIniFile::ReadString(const String& Section, const String& Ident, const String& Default) {
+    const Doc::Section* s = FDoc->FindSection(Section);
+    const Doc::Line* l = s ? s->Find(Ident) : nullptr;
+    return l ? l->Value : Default;
+}
+
+void TMemIniFile::WriteString(const String& Section, const String& Ident, const String& Value) {
+    String key = Trim(Ident);
+    if (key.empty() || key.find(u'=') != String::npos || key[0] == u';' || key[0] == u'#' || key[0] == u'[' ||
+        HasLineBreak(key))
+        throw EIniFileException("'" + Utf8(Ident) + "' is not a valid ini ident");
+    String name = Trim(Section);
+    Doc::Section* s = FDoc->FindSection(name);
+    if (!s) s = FDoc->AddSection(name);
+    auto it = s->Index.find(key);
+    if (it != s->Index.end()) {
+        Doc::Line& l = s->Lines[it->second];
+        if (l.Value == Value && !l.Dirty) return;  // keep the line as the file had it
+        l.Value = Value;
+        l.Dirty = true;
+        return;
+    }
+    // New idents go after the section's last non-blank line.
+    size_t at = s->Lines.size();
+    while (at > 0 && Trim(s->Lines[at - 1].Raw).empty() && !s->Lines[at - 1].Entry) --at;
+    // The line it follows may have been the file's last, without a terminator.
+    Doc::Line l;
+    l.Key = key;
+    l.Value = Value;
+    l.Entry = true;
+    l.Dirty = true;
+    s->Lines.insert(s->Lines.begin() + static_cast<std::ptrdiff_t>(at), std::move(l));
+    if (at + 1 == s->Lines.size()) s->Index.emplace(key, at);
+    else s->Reindex();
+}
+
+bool TMemIniFile::SectionExists(const String& Section) { return FDoc->FindSection(Section) != nullptr; }
+
+bool TMemIniFile::ValueExists(const String& Section, const String& Ident) {
+    const Doc::Section* s = FDoc->FindSection(Section);
+    return s && s->Find(Ident);
+}
+
+void TMemIniFile::ReadSection(const String& Section, TStrings& Idents) {
+    Idents.BeginUpdate();
+    try {
+        Idents.Clear();
+        if (const Doc::Section* s = FDoc->FindSection(Section))
+            for (size_t i = 0; i < s->Lines.size(); ++i) {
+                const auto& l = s->Lines[i];
+                if (l.Entry && s->Index.find(l.Key)->second == i) Idents.Add(l.Key);
+            }
+    } catch (...) {
+        Idents.EndUpdate();
+        throw;
+    }
+    Idents.EndUpdate();
+}
+
+void TMemIniFile::ReadSections(TStrings& Sections) {
+    Sections.BeginUpdate();
+    try {
+        Sections.Clear();
+        for (const auto& s : FDoc->Sections) Sections.Add(s->Name);
+    } catch (...) {
+        Sections.EndUpdate();
+        throw;
+    }
+    Sections.EndUpdate();
+}
+
+void TMemIniFile::EraseSection(const String& Section) {
+    auto it = FDoc->SecIndex.find(std::u16string_view(Section));
+    if (it == FDoc->SecIndex.end()) return;
+    FDoc->Sections.erase(FDoc->Sections.begin() + static_cast<std::ptrdiff_t>(it->second));
+    FDoc->ReindexSections();
+}
+
+void TMemIniFile::DeleteKey(const String& Section, const String& Ident) {
+    Doc::Section* s = FDoc->FindSection(Section);
+    if (!s) return;
+    auto it = s->Index.find(std::u16string_view(Ident));
+    if (it == s->Index.end()) return;
+    s->Lines.erase(s->Lines.begin() + static_cast<std::ptrdiff_t>(it->second));
+    s->Reindex();
+}
+
+String TMemIniFile::CacheText() const {
+    String t;
+    for (const auto& s : FDoc->Sections) {
+        t += u"[" + s->Name + u"]\n";
+        for (size_t i = 0; i < s->Lines.size(); ++i) {
+            const auto& l = s->Lines[i];
+            if (l.Entry && s->Index.find(l.Key)->second == i) t += l.Key + u"=" + l.Value + u"\n";
+        }
+    }
+    return t;
+}
+
+// --- List sections -----------------------------------------------------------
+
+String ListSectionName(const String& BaseSection, const String& Name) { return BaseSection + u"\\" + Name; }
+
+void ReadListSection(TCustomIniFile& Ini, const String& BaseSection, const String& Name, TStrings& List,
+                     int32_t MaxCount) {
+    const String section = ListSectionName(BaseSection, Name);
+    List.BeginUpdate();
+    try {
+        List.Clear();
+        if (Ini.SectionExists(section) && Ini.ValueExists(section, u"Count")) {
+            int32_t count = Ini.ReadInteger(section, u"Count", 0);
+            if (count < 0 || count > MaxCount)
+                throw EIniFileException("List '" + Utf8(section) + "': Count " + std::to_string(count) +
+                                        " is out of range (0 to " + std::to_string(MaxCount) + ")");
+            for (int32_t i = 0; i < count; ++i) List.Add(Ini.ReadString(section, u"Item" + IntToStr(i), String()));
+        }
+    } catch (...) {
+        List.EndUpdate();
+        throw;
+    }
+    List.EndUpdate();
+}
+
+void WriteListSection(TCustomIniFile& Ini, const String& BaseSection, const String& Name, const TStrings* List) {
+    if (Name.empty()) return;
+    const String section = ListSectionName(BaseSection, Name);
+    if (!List || List->GetCount() == 0) {
+        Ini.EraseSection(section);
+        return;
+    }
+    Ini.WriteInteger(section, u"Count", List->GetCount());
+    for (int i = 0; i < List->GetCount(); ++i) Ini.WriteString(section, u"Item" + IntToStr(i), List->Get(i));
+}
+
+}  // namespace ide
