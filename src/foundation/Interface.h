@@ -9,9 +9,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <type_traits>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -210,14 +210,29 @@ struct CastResult {
     bool ownQuery;  // worth asking QueryInterface when ptr is null
 };
 
-// The cross-cast from an object's identity to its contract I. The result
-// depends only on the object's dynamic type, so each thread remembers the
-// sub-object offset for the last few types it saw per contract: event
-// dispatch casts the same listener classes over and over.
+// The table of virtual functions that the object's IInterface sub-object
+// points at. It names the object's class and, while constructors run, the
+// stage of construction too: each base's constructor installs the table of
+// the object as built so far, with that stage's layout of the virtual
+// contracts. (The table pointer is the first word of a polymorphic
+// sub-object under the C++ ABI the library is built with.)
+inline const void* VTableOf(IInterface* base) noexcept {
+    const void* table;
+    std::memcpy(&table, static_cast<const void*>(base), sizeof table);
+    return table;
+}
+
+// The cross-cast from an object's identity to its contract I. Its result
+// depends only on the table VTableOf answers, so each thread remembers the
+// sub-object offset for the last few tables it saw per contract: event
+// dispatch casts the same listener classes over and over. Keyed on the table
+// and not on the dynamic type: an object whose base constructor hands `this`
+// out has, at that moment, the dynamic type of the base but another layout
+// than a finished object of the base class.
 template <class I>
 CastResult CrossCast(IInterface* base) {
     struct Entry {
-        const std::type_info* type = nullptr;
+        const void* table = nullptr;
         std::ptrdiff_t offset = 0;
         bool supported = false;
         bool ownQuery = false;
@@ -227,13 +242,13 @@ CastResult CrossCast(IInterface* base) {
         unsigned next = 0;
     };
     thread_local Cache cache;
-    const std::type_info* type = &typeid(*base);
+    const void* table = VTableOf(base);
     char* whole = static_cast<char*>(dynamic_cast<void*>(base));
     for (const Entry& e : cache.entries)
-        if (e.type == type) return {e.supported ? whole + e.offset : nullptr, e.ownQuery};
+        if (e.table == table) return {e.supported ? whole + e.offset : nullptr, e.ownQuery};
     I* result = dynamic_cast<I*>(base);
     Entry& slot = cache.entries[cache.next++ % 4];
-    slot.type = type;
+    slot.table = table;
     slot.supported = result != nullptr;
     slot.offset = result ? reinterpret_cast<char*>(result) - whole : 0;
     slot.ownQuery = HasOwnQuery(base);
