@@ -47,6 +47,7 @@ TCustomHashTable::~TCustomHashTable() {
     // Notify still runs; whatever is left here is freed without a hook.
     FInitialCapacity = 0;
     ClearEntries(false);
+    for (TBaseHashEntry* e : FRemoved) ::operator delete(e);  // an enumerator outlived its table
 }
 
 TCustomHashTable::TBaseHashEntry** TCustomHashTable::NewTableArray(uint32_t Length) {
@@ -67,7 +68,24 @@ TCustomHashTable::TBaseHashEntry* TCustomHashTable::NewEntry() {
     return static_cast<TBaseHashEntry*>(::operator new(sizeof(TBaseHashEntry) + FEntryPayload));
 }
 
-void TCustomHashTable::FreeEntry(TBaseHashEntry* Entry) noexcept { ::operator delete(Entry); }
+void TCustomHashTable::FreeEntry(TBaseHashEntry* Entry) noexcept {
+    if (FEnumerators > 0) {
+        // An enumerator may stand on this entry or reach it along its old
+        // chain: keep the block, with nothing in it to read.
+        Entry->Key = nullptr;
+        Entry->Value = nullptr;
+        FRemoved.push_back(Entry);
+        return;
+    }
+    ::operator delete(Entry);
+}
+
+void TCustomHashTable::EnumeratorDone() noexcept {
+    if (--FEnumerators > 0) return;
+    for (TBaseHashEntry* e : FRemoved) ::operator delete(e);
+    FRemoved.clear();
+    FRemoved.shrink_to_fit();
+}
 
 void TCustomHashTable::CheckNotIterating() const {
     if (FIteratorActive) throw ENotSupportedException(SModifyWhileIterating);

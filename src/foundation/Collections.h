@@ -28,11 +28,19 @@
 // The same goes for ContainsValue, AssignTo and SaveToStream, which walk the
 // table with an enumerator of their own.
 //
+// Memory stays sound all the same: the table also counts its live
+// enumerators, apart from the flag, and while any lives a removed entry is
+// not freed but kept, with its key and value words cleared (its own hooks
+// have run), until the last enumerator dies. An enumerator standing on a
+// removed entry goes on along the chain as it was, and reads a nil key or
+// value there; it never reads freed memory.
+//
 // A table belongs to one thread at a time.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "foundation/Runtime.h"
 
@@ -161,11 +169,16 @@ private:
     void AdjustTable();
     void SetTable(TBaseHashEntry** Table, uint32_t Length);
     TBaseHashEntry* NewEntry();
+    // Frees the entry, or keeps it for later while an enumerator lives.
     void FreeEntry(TBaseHashEntry* Entry) noexcept;
+    // Called by an enumerator's destructor: the last one frees what was kept.
+    void EnumeratorDone() noexcept;
     static TBaseHashEntry** NewTableArray(uint32_t Length);
 
     uint32_t FMask = 0;  // Length - 1 when the length is a power of two
     size_t FEntryPayload = 0;
+    int FEnumerators = 0;                   // live enumerators, whatever the flag says
+    std::vector<TBaseHashEntry*> FRemoved;  // unlinked while an enumerator lived
 };
 
 }  // namespace ide

@@ -3,9 +3,10 @@
 // An enumerator walks the buckets in order and each chain from its head, so
 // the most recently added key of a chain comes first. While it lives, its
 // table refuses Add, Remove and Clear (see the iteration guard in
-// Collections.h: one flag, no counter). Enumerators are move-only; a
-// moved-from enumerator no longer touches the table's flag. An enumerator
-// must not outlive its table.
+// Collections.h: one flag, no counter; entries removed while any enumerator
+// lives are freed only when the last one dies). Enumerators are move-only; a
+// moved-from enumerator no longer touches the table. An enumerator must not
+// outlive its table.
 //
 // Besides MoveNext/GetCurrent, every enumerator works in a range-for:
 //     for (const String& Key : Table.GetKeysEnumerator()) ...
@@ -66,6 +67,7 @@ public:
     // Sets the table's iteration flag.
     explicit THashEnumerator(TCustomHashTable* HashTable) : FHashTable(HashTable) {
         FHashTable->FIteratorActive = true;
+        ++FHashTable->FEnumerators;
     }
     THashEnumerator(THashEnumerator&& Other) noexcept
         : FEntry(Other.FEntry), FHashTable(std::exchange(Other.FHashTable, nullptr)), FIndex(Other.FIndex) {}
@@ -73,7 +75,9 @@ public:
     THashEnumerator(const THashEnumerator&) = delete;
     // Clears the table's iteration flag, whatever other enumerators exist.
     ~THashEnumerator() {
-        if (FHashTable) FHashTable->FIteratorActive = false;
+        if (!FHashTable) return;
+        FHashTable->FIteratorActive = false;
+        FHashTable->EnumeratorDone();
     }
 
     // The next entry: along the chain, then through the buckets.

@@ -229,6 +229,35 @@ TEST(HashTableCore, GuardIsAFlagNotACounter) {
     EXPECT_FALSE(t.GetIteratorActive());
 }
 
+// The flag drops when a nested enumerator dies (above), so the outer one may
+// see entries removed under it. It must never read a freed entry: removed
+// entries are kept, emptied, until the last enumerator is gone.
+TEST(HashTableCore, RemovalUnderALiveEnumeratorNeverFreesWhatItReads) {
+    TStringHashTable t(true, 1, 7.0);  // one bucket: every entry on one chain
+    for (const char16_t* k : {u"a", u"b", u"c", u"d"}) t.Add(k, String(k) + u"!");
+    auto outer = t.GetKeysEnumerator();  // the chain runs d, c, b, a
+    ASSERT_TRUE(outer.MoveNext());
+    EXPECT_EQ(outer.GetCurrent(), u"d");
+    { auto inner = t.GetValuesEnumerator(); }
+    t.Remove(u"d");  // the entry the outer enumerator stands on
+    t.Remove(u"c");  // and the one it goes to next
+    EXPECT_EQ(outer.GetCurrent(), u"");  // a removed entry reads as empty
+    std::vector<String> seen;
+    while (outer.MoveNext()) seen.push_back(outer.GetCurrent());
+    // c was unlinked but is still on d's old chain: it reads empty.
+    EXPECT_EQ(seen, (std::vector<String>{u"", u"b", u"a"}));
+    EXPECT_EQ(t.GetCount(), 2);
+
+    // Clear under a live enumerator: the bucket array is new, entries kept.
+    auto again = t.GetValuesEnumerator();
+    ASSERT_TRUE(again.MoveNext());
+    { auto inner = t.GetKeysEnumerator(); }
+    t.Clear();
+    EXPECT_EQ(again.GetCurrent(), u"");
+    while (again.MoveNext()) EXPECT_EQ(again.GetCurrent(), u"");
+    EXPECT_TRUE(t.GetEmpty());
+}
+
 TEST(HashTableCore, MovedEnumeratorKeepsTheGuard) {
     TPointerHashTable t(8, 1.0);
     t.Add(W(5), W(6));
