@@ -1,5 +1,7 @@
 #include "model/IDEGraphImplContainers.h"
 
+#include <vector>
+
 namespace ide {
 
 // ---- TLinkedTreeContainer ----------------------------------------------------
@@ -148,11 +150,33 @@ IntfRef<IGraphLocation> TBasicTreeContainer::Find(const IntfRef<IInterface>& Dat
 
 IntfRef<ILinkedTreeNode> TBasicTreeContainer::TreeSearch(const IntfRef<ILinkedTreeNode>& Node,
                                                          const IntfRef<IInterface>& Data) {
-    TLinkedTreeNode* node = Node->Ptr();
-    if (Get(IntfRef<IGraphLocation>::Retain(node)).Identity() == Data.Identity()) return Node;
-    for (TLinkedTreeNode* child = node->FirstChildNode(); child; child = child->NextSiblingNode())
-        if (auto found = TreeSearch(IntfRef<ILinkedTreeNode>::Retain(child), Data)) return found;
-    return nullptr;
+    if (!Node) return nullptr;
+    // Depth first, pre-order, without recursion: path[d] is the node visited
+    // at depth d below Node, held so that a Get that changes the tree can't
+    // free what the walk stands on. Node's own siblings are not searched. A
+    // sibling chain that has closed into a ring (see DoAddChild) ends where
+    // it meets its parent's first child again.
+    std::vector<IntfRef<TLinkedTreeNode>> path;
+    path.push_back(Retain(Node->Ptr()));
+    for (;;) {
+        TLinkedTreeNode* node = path.back().get();
+        if (Get(IntfRef<IGraphLocation>::Retain(node)).Identity() == Data.Identity())
+            return IntfRef<ILinkedTreeNode>::Retain(node);
+        if (TLinkedTreeNode* child = node->FirstChildNode()) {
+            path.push_back(Retain(child));
+            continue;
+        }
+        // Up until a node with a further sibling; back at Node, all is seen.
+        for (;;) {
+            if (path.size() == 1) return nullptr;
+            TLinkedTreeNode* next = path.back()->NextSiblingNode();
+            if (next && next != path[path.size() - 2]->FirstChildNode()) {
+                path.back() = Retain(next);
+                break;
+            }
+            path.pop_back();
+        }
+    }
 }
 
 IntfRef<IGraphLocation> TBasicTreeContainer::SetRoot(const IntfRef<IInterface>& Data) {

@@ -116,7 +116,8 @@ public:
     // Data is wrapped. With no Parent, as AddChild with none.
     IntfRef<IGraphLocation> InsertChild(const IntfRef<IGraphLocation>& Parent, const IntfRef<IGraphLocation>& AheadOf,
                                         const IntfRef<IInterface>& Data) override;
-    // Depth first, pre-order, from Node.
+    // Depth first, pre-order, over Node and its descendants (not Node's
+    // siblings); iterative, so a tree of any depth is searched.
     virtual IntfRef<ILinkedTreeNode> TreeSearch(const IntfRef<ILinkedTreeNode>& Node, const IntfRef<IInterface>& Data);
 
     // Data's node: Data itself when it is a tree node, else a new

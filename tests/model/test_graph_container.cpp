@@ -182,6 +182,60 @@ TEST_F(GraphContainer, FindSearchesDepthFirstPreOrderByReference) {
     EXPECT_FALSE(Make<TBasicTreeContainer>()->Find(shared)) << "no root: nil";
 }
 
+// A wide, bushy tree: the iterative walk keeps pre-order across climbs, and
+// searches only below the node it starts from.
+TEST_F(GraphContainer, SearchClimbsBackInPreOrderAndStaysBelowItsStart) {
+    auto root = model->SetRoot(Text("root"));
+    std::vector<IntfRef<IInterface>> order{model->Get(root)};
+    std::vector<IntfRef<IGraphLocation>> level{root};
+    for (int depth = 0; depth < 3; ++depth) {
+        std::vector<IntfRef<IGraphLocation>> next;
+        for (auto& parent : level)
+            for (int k = 0; k < 3; ++k) next.push_back(model->AddChild(parent, Text("n")));
+        level = std::move(next);
+    }
+    for (auto& leaf : level) EXPECT_TRUE(SameObject(model->Find(model->Get(leaf)), leaf));
+    auto* b = LinkedNodeOf(root)->FirstChildNode()->NextSiblingNode();
+    auto below = model->TreeSearch(Retain(static_cast<ILinkedTreeNode*>(b)), model->Get(level.back()));
+    EXPECT_FALSE(below) << "the last leaf is under the third child, not the second";
+    auto inB = model->Get(IntfRef<IGraphLocation>::Retain(b->FirstChildNode()->FirstChildNode()));
+    EXPECT_EQ(LinkedNodeOf(model->TreeSearch(Retain(static_cast<ILinkedTreeNode*>(b)), inB)),
+              b->FirstChildNode()->FirstChildNode());
+}
+
+// A million levels: searching, and dropping the tree, use no stack per level.
+TEST(GraphDeepTree, MillionLevelChainIsSearchedAndFreed) {
+    constexpr int kDepth = 1000000;
+    gNodes = 0;
+    {
+        auto model = Make<TBasicTreeContainer>();
+        auto payload = Text("bottom");
+        auto bottom = Make<TCountedNode>(payload);
+        auto last = model->SetRoot(Make<TCountedNode>());
+        for (int i = 1; i < kDepth - 1; ++i) last = model->AddChild(last, Make<TCountedNode>());
+        model->AddChild(last, bottom);
+        EXPECT_EQ(gNodes, kDepth);
+        EXPECT_TRUE(SameObject(model->Find(payload), bottom));
+        EXPECT_FALSE(model->Find(Text("absent")));
+        last = nullptr;
+    }
+    // The container unlinked the chain when it died, so every node is freed.
+    EXPECT_EQ(gNodes, 0);
+
+    // A removed deep subtree, dropped with UnlinkSubtree.
+    auto model = Make<TLinkedTreeContainer>();
+    auto root = Make<TCountedLinkedNode>();
+    model->SetRoot(root);
+    IntfRef<IGraphLocation> last = root;
+    for (int i = 0; i < kDepth; ++i) last = model->AddChild(last, Make<TCountedLinkedNode>());
+    last = nullptr;
+    auto top = root->GetFirstChild();
+    model->Remove(IntfRef<IGraphLocation>::Retain(top->Ptr()));
+    top->Ptr()->UnlinkSubtree();
+    top = nullptr;
+    EXPECT_EQ(gNodes, 1);  // only the root is left
+}
+
 TEST_F(GraphContainer, CreateWithRootAndWholeTreeIteration) {
     auto c = TBasicTreeContainer::Create2(Text("r"));
     EXPECT_EQ(TextOf(c->Get(c->GetRoot())), "r");
