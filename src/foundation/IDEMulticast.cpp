@@ -3,6 +3,7 @@
 namespace ide {
 
 void TListenerList::Add(const IntfRef<IInterface>& Listener, int Found) {
+    IDE_ASSERT_UI_THREAD();
     if (Found >= 0) return;
     IntfRef<IInterfaceList> next = FListeners->GetCount() == 0 ? NewInterfaceList() : CloneInterfaceList(FListeners);
     next->Add(Listener);
@@ -10,6 +11,7 @@ void TListenerList::Add(const IntfRef<IInterface>& Listener, int Found) {
 }
 
 void TListenerList::Remove(const IntfRef<IInterface>& Listener) {
+    IDE_ASSERT_UI_THREAD();
     int i = FListeners->IndexOf(Listener);
     if (i < 0) return;
     IntfRef<IInterfaceList> next = CloneInterfaceList(FListeners);

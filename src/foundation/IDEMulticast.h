@@ -14,6 +14,8 @@ namespace ide {
 // never changed once made: adding and removing build a new one (and adding a
 // listener already present does nothing), so a dispatch takes the current
 // list by reference instead of copying it, with the same result as copying.
+// Debug builds stop a change or a dispatch from another thread.
+// Thread: UI thread only.
 class TListenerList {
 public:
     TListenerList() : FListeners(NewInterfaceList()) {}
@@ -32,6 +34,7 @@ public:
     // one lacks it). The list held for the walk keeps the listeners alive.
     template <class Listener, class F>
     void ForEach(F&& f) const {
+        IDE_ASSERT_UI_THREAD();
         IntfRef<IInterfaceList> current = FListeners;
         ForEachItem(current.get(), [&](const IntfRef<IInterface>& l) { f(BorrowAs<Listener>(l.get())); });
     }
@@ -43,6 +46,7 @@ private:
 // The bookkeeping of a typed multicaster: a listener of one kind that passes
 // each event on to the listeners registered with it, in registration order, on
 // a snapshot. Adding ignores a listener already present.
+// Thread: UI thread only.
 template <class Listener>
 class TTypedMulticaster : public TInterfacedObject {
 public:
@@ -64,6 +68,7 @@ protected:
 };
 
 // The plain listener list of models and selections; its owner frees it.
+// Thread: UI thread only.
 class TEventMulticaster : public TObject {
 public:
     TEventMulticaster() = default;

@@ -1,9 +1,11 @@
 #include "foundation/Runtime.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cxxabi.h>
 #include <memory>
+#include <thread>
 #include <typeinfo>
 #include <unistd.h>
 
@@ -119,5 +121,15 @@ TDateTime Now() {
     // 25569 days between 1899-12-30 and 1970-01-01.
     return 25569.0 + static_cast<double>(ms) / 86400000.0;
 }
+
+namespace {
+// Set while static objects are initialised, which happens on the thread that
+// starts the program.
+std::atomic<std::thread::id> gUIThread{std::this_thread::get_id()};
+}  // namespace
+
+bool IsUIThread() noexcept { return gUIThread.load(std::memory_order_relaxed) == std::this_thread::get_id(); }
+
+void SetUIThread() noexcept { gUIThread.store(std::this_thread::get_id(), std::memory_order_relaxed); }
 
 }  // namespace ide

@@ -2,6 +2,7 @@
 // exception root, and the library's text type.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 #include <exception>
 #include <string>
@@ -51,6 +52,10 @@ private:
     int FHelpContext;
 };
 
+// Debug builds stop where a call from another thread would corrupt state that
+// only the user-interface thread may touch (a listener list).
+#define IDE_ASSERT_UI_THREAD() assert(::ide::IsUIThread() && "called from a thread other than the UI thread")
+
 #define IDE_DECLARE_EXCEPTION(Name, Base)  \
     class Name : public Base {             \
     public:                                \
@@ -77,8 +82,18 @@ using BeepProc = void (*)();
 void SystemBeep();
 BeepProc SetBeepProc(BeepProc Proc);
 
-// Delphi's TDateTime: days since 1899-12-30 with the time as a fraction.
+// A point in time: the whole days since midnight of 30 December 1899, plus
+// the time of day as a fraction of a day (0.5 is noon). Negative values count
+// back from that day.
 using TDateTime = double;
 TDateTime Now();
+
+// The thread of the user interface. Everything of the library that keeps
+// listener lists runs on it, except where a class says otherwise. It is the
+// thread that started the program, unless SetUIThread named another (a host
+// that runs its user interface on another thread calls it from there once,
+// before using the library).
+bool IsUIThread() noexcept;
+void SetUIThread() noexcept;
 
 }  // namespace ide

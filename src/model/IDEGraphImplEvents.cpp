@@ -69,14 +69,24 @@ void TGraphModelMulticaster::ForEachBatchListener(F&& f) {
     });
 }
 
+// The listeners hear BeginUpdate before the depth counts the new batch, as
+// when the depth was changed outside the lock; taking the lock once for both
+// keeps another thread from opening a second outermost batch in between.
 void TGraphModelMulticaster::BeginUpdate() {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
     if (FUpdateCount == 0) ForEachBatchListener([](const IntfRef<IBatchUpdate>& b) { b->BeginUpdate(); });
     ++FUpdateCount;
 }
 
 void TGraphModelMulticaster::EndUpdate() {
-    if (FUpdateCount <= 0) return;
-    if (--FUpdateCount > 0) return;
+    {
+        std::lock_guard<std::recursive_mutex> lock(FLock);
+        if (FUpdateCount <= 0) return;
+        if (--FUpdateCount > 0) return;
+    }
+    // The merged event goes out with the lock released (DispatchUpdates takes
+    // it only to take the queue); the batch listeners then hear EndUpdate
+    // under it.
     try {
         DispatchUpdates();
     } catch (...) {
@@ -117,6 +127,11 @@ void TGraphModelMulticaster::Remove(const IntfRef<IGraphModelListener>& Listener
     FListeners->Remove(Listener);
     if (FUpdateCount > 0)
         if (auto batch = Supports<IBatchUpdate>(Listener)) batch->EndUpdate();
+}
+
+int TGraphModelMulticaster::GetUpdateCount() const {
+    std::lock_guard<std::recursive_mutex> lock(FLock);
+    return FUpdateCount;
 }
 
 int TGraphModelMulticaster::Find(const IntfRef<IGraphModelListener>& Listener) {

@@ -92,10 +92,21 @@ public:
 // A listener added during a batch hears BeginUpdate at once; one removed
 // during a batch hears EndUpdate at once.
 //
-// The lock is re-entrant (one thread may take it again): IBatchUpdate calls
-// happen under it, and a listener may call back into the multicaster. It
-// guards the lists and the batch test, not the batch depth, which changes
-// outside it; the model layer is used on the thread of the user interface.
+// Threads. This is the one class of the model layer that may be used from
+// several threads at once: raising events, opening and closing batches, and
+// adding and removing listeners. One re-entrant lock (a thread may take it
+// again) guards the listener list, the queue, the models and the batch
+// depth. Model events reach listeners outside the lock, on a snapshot of the
+// list. The IBatchUpdate calls (BeginUpdate and EndUpdate on listeners, also
+// those made by Add and Remove during a batch) are made under the lock, and
+// a listener may call back into the multicaster from them. Lock order: this
+// lock comes before any lock of a listener. A listener whose BeginUpdate or
+// EndUpdate takes a lock of its own must never call into the multicaster
+// (raise an event, open or close a batch, add or remove a listener) while
+// holding that lock, or two threads deadlock (docs/conventions.md).
+// The lock is a guard, not a promise of order: events raised by two threads
+// reach listeners in whichever order the threads take the lock.
+// Thread: any.
 class TGraphModelMulticaster : public TInterfacedObject, public virtual IGraphModelMulticaster {
 public:
     TGraphModelMulticaster();
@@ -115,7 +126,7 @@ public:
     int Find(const IntfRef<IGraphModelListener>& Listener);
     bool HasListeners();
 
-    int GetUpdateCount() const noexcept { return FUpdateCount; }
+    int GetUpdateCount() const;
     // The number of events held back.
     int GetPendingCount();
 
@@ -127,11 +138,12 @@ private:
     template <class F>
     void ForEachBatchListener(F&& f);
 
+    // All guarded by FLock.
     IntfRef<IInterfaceList> FListeners;
     IntfRef<IInterfaceList> FUpdates;  // created on first need
     IntfRef<IInterfaceList> FModels;   // created on first need
     int FUpdateCount = 0;
-    std::recursive_mutex FLock;
+    mutable std::recursive_mutex FLock;
 };
 
 // A set of graph locations, compared by reference.

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "foundation/IDEUIMulticast.h"
@@ -308,4 +309,34 @@ TEST_F(Multicast, TreeClassDecidesHowNodesAreBuilt) {
     EXPECT_EQ(built, 3);
     Fire(field);
     EXPECT_EQ(log, (Log{"a", "c"}));
+}
+
+// Listener lists belong to the user-interface thread: the thread that started
+// the program unless SetUIThread moved it. Debug builds stop a change of a
+// list from any other thread, before it can race a dispatch.
+TEST(ListenerThreads, ListsAreChangedOnlyOnTheUIThread) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_TRUE(IsUIThread());
+    bool workerIsUI = true;
+    std::thread([&] { workerIsUI = IsUIThread(); }).join();
+    EXPECT_FALSE(workerIsUI);
+
+    std::vector<std::string> log;
+    TEventMulticaster m;
+    IntfRef<IEventListener> l = Make<TTestListener>("A", &log);
+    EXPECT_DEBUG_DEATH(std::thread([&] { m.Add(l); }).join(), "UI thread");
+    EXPECT_DEBUG_DEATH(std::thread([&] { m.Dispatch(Make<TTestEvent>(1)); }).join(), "UI thread");
+
+    // A host whose user interface runs elsewhere names its thread once.
+    std::thread([&] {
+        SetUIThread();
+        m.Remove(l);
+        m.Add(l);
+        m.Dispatch(Make<TTestEvent>(2));
+    }).join();
+    EXPECT_FALSE(IsUIThread());
+    SetUIThread();
+    EXPECT_TRUE(IsUIThread());
+    m.Remove(l);
+    EXPECT_EQ(log.back(), "A:2");
 }
