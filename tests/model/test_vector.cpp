@@ -144,6 +144,18 @@ TEST_F(Models, VectorContainerEventsAndLocations) {
     c->RemoveModelListener(r);
 }
 
+// CanModify answers "below the count" and nothing more: a negative index
+// may be modified by that answer, the count itself may not.
+TEST_F(Models, VectorCanModifyMeansBelowTheCount) {
+    auto c = Make<TBasicVectorContainer>();
+    EXPECT_TRUE(c->CanModify(-1));
+    EXPECT_FALSE(c->CanModify(0));
+    c->AddItem(Text(u"a"));
+    EXPECT_TRUE(c->CanModify(0));
+    EXPECT_TRUE(c->CanModify(-100));
+    EXPECT_FALSE(c->CanModify(1));
+}
+
 TEST_F(Models, VectorContainerFixedSize) {
     auto c = Make<TBasicVectorContainer>();
     c->SetCount(3);

@@ -58,6 +58,11 @@ private slots:
         auto holder = dynamic_cast<TTarnObject*>(e->GetSource().get());
         QVERIFY(holder != nullptr);
         QCOMPARE(holder->GetObject(), static_cast<TObject*>(&container));
+        // Each event wraps its source anew: two events of one control have
+        // different sources, each holding the same control.
+        auto again = Make<TComponentEvent>(&container, COMPONENT_MOVED);
+        QVERIFY(!SameObject(again->GetSource(), e->GetSource()));
+        QCOMPARE(dynamic_cast<TTarnObject*>(again->GetSource().get())->GetObject(), static_cast<TObject*>(&container));
 
         auto focus = TFocusEvent::Create2(&child, FOCUS_GAINED);
         QVERIFY(!focus->IsTemporary());
