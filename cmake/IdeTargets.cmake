@@ -9,6 +9,16 @@
 #
 # QT turns on moc for a library; nothing else runs it. Warnings are per
 # target (PRIVATE), and IDE_WERROR makes them errors for our targets only.
+#
+# Every library is installed with its headers (include/ideshell/<folder>/)
+# into the export set IdeShellTargets, which the top-level CMakeLists.txt
+# turns into the package IdeShell (find_package(IdeShell CONFIG), targets
+# ide::<name>). So a library's DEPS are ide:: libraries or imported targets;
+# an imported target of a new package needs a find_dependency() line in
+# cmake/IdeShellConfig.cmake.in.
+
+include(GNUInstallDirs)
+set(IDE_INSTALL_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/ideshell)
 
 function(ide_target_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra)
@@ -36,7 +46,8 @@ function(ide_library name)
   endforeach()
   add_library(ide_${name} STATIC ${ARG_SOURCES})
   add_library(ide::${name} ALIAS ide_${name})
-  target_include_directories(ide_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>)
+  target_include_directories(ide_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/src>
+                                                $<INSTALL_INTERFACE:${IDE_INSTALL_INCLUDEDIR}>)
   target_link_libraries(ide_${name} PUBLIC ${ARG_DEPS})
   set(_moc OFF)
   if(ARG_QT)
@@ -44,6 +55,15 @@ function(ide_library name)
   endif()
   set_target_properties(ide_${name} PROPERTIES AUTOMOC ${_moc} EXPORT_NAME ${name})
   ide_target_options(ide_${name})
+  # Headers keep their path below src/, as code includes them.
+  file(RELATIVE_PATH _folder ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
+  foreach(_f IN LISTS ARG_SOURCES)
+    if(_f MATCHES "\\.h$")
+      get_filename_component(_sub ${_f} DIRECTORY)
+      install(FILES ${_f} DESTINATION ${IDE_INSTALL_INCLUDEDIR}/${_folder}/${_sub})
+    endif()
+  endforeach()
+  install(TARGETS ide_${name} EXPORT IdeShellTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endfunction()
 
 function(ide_gtest suite)
