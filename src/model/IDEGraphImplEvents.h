@@ -105,7 +105,12 @@ public:
 // (raise an event, open or close a batch, add or remove a listener) while
 // holding that lock, or two threads deadlock (docs/conventions.md).
 // The lock is a guard, not a promise of order: events raised by two threads
-// reach listeners in whichever order the threads take the lock.
+// reach listeners in whichever order the threads take the lock, and the
+// merged event of a closing batch goes out after the depth reached 0, so
+// another thread may open the next batch (and its listeners hear BeginUpdate)
+// before the closing one's EndUpdate calls; a listener added just then hears
+// that EndUpdate without the BeginUpdate. Per batch and listener present
+// throughout, BeginUpdate and EndUpdate stay paired.
 // Thread: any.
 class TGraphModelMulticaster : public TInterfacedObject, public virtual IGraphModelMulticaster {
 public:

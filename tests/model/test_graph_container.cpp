@@ -226,9 +226,12 @@ TEST(GraphDeepTree, MillionLevelChainIsSearchedAndFreed) {
     auto model = Make<TLinkedTreeContainer>();
     auto root = Make<TCountedLinkedNode>();
     model->SetRoot(root);
-    IntfRef<IGraphLocation> last = root;
-    for (int i = 0; i < kDepth; ++i) last = model->AddChild(last, Make<TCountedLinkedNode>());
-    last = nullptr;
+    TLinkedTreeNode* tail = root.get();
+    for (int i = 0; i < kDepth; ++i) {
+        auto node = Make<TCountedLinkedNode>();
+        tail->AppendChild(node);
+        tail = node.get();
+    }
     auto top = root->GetFirstChild();
     model->Remove(IntfRef<IGraphLocation>::Retain(top->Ptr()));
     top->Ptr()->UnlinkSubtree();
