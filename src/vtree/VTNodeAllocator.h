@@ -1,0 +1,66 @@
+// The node memory of one tree: a slab allocator for records of one size.
+//
+// Nodes come from large zero-filled chunks, carved front to back, so that
+// children made together by one SetChildCount lie next to each other in
+// memory; every later walk over them (validation passes, paints, saves) runs
+// at memory speed instead of chasing scattered pointers. A freed node goes to
+// a free list and is zeroed again when it is reused. Chunks go back to the
+// system all at once when the last node of the tree is freed (Clear), which
+// is when trees release the bulk of their memory; a tree that shrinks
+// partially keeps its chunks for reuse.
+//
+// Large chunks are mapped pre-faulted: first-touch page faults otherwise
+// dominate the cost of making millions of nodes.
+//
+// Thread: one at a time (the tree's owner thread).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace ide {
+
+class TNodeAllocator {
+public:
+    TNodeAllocator() = default;
+    ~TNodeAllocator();
+    TNodeAllocator(const TNodeAllocator&) = delete;
+    TNodeAllocator& operator=(const TNodeAllocator&) = delete;
+
+    // The size of one record, rounded up to 8. Only while no node is live.
+    void SetRecordSize(size_t Size);
+    size_t RecordSize() const noexcept { return FRecordSize; }
+
+    // Makes sure the next Count fresh allocations are contiguous.
+    void Reserve(size_t Count);
+    // A zero-filled record: from the free list, else fresh.
+    void* Allocate();
+    // A zero-filled record carved fresh from the current chunk (contiguous
+    // with the previous fresh one after Reserve).
+    void* AllocateFresh();
+    void Free(void* P) noexcept;
+
+    size_t LiveCount() const noexcept { return FLive; }
+    // Bytes mapped for nodes, free list included.
+    size_t ReservedBytes() const noexcept { return FReservedBytes; }
+
+private:
+    struct TChunk {
+        uint8_t* Base;
+        size_t Bytes;
+    };
+    void NewChunk(size_t MinRecords);
+    void ReleaseAll() noexcept;
+
+    size_t FRecordSize = 64;
+    std::vector<TChunk> FChunks;
+    uint8_t* FCursor = nullptr;
+    uint8_t* FEnd = nullptr;
+    void* FFreeList = nullptr;
+    size_t FLive = 0;
+    size_t FReservedBytes = 0;
+    size_t FNextChunkRecords = 256;
+};
+
+}  // namespace ide

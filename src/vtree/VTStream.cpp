@@ -1,0 +1,414 @@
+// The tree stream: a tree of tagged, length-prefixed chunks, little-endian.
+//
+//   header   45 20 56 00 54 00 <version u16> 20 00 46 20, then (version 2)
+//            the number of top-level node chunks, i32
+//   chunk    type i32, size i32 (bytes after this header within the chunk)
+//   1 node   encloses: base chunk, then user chunk, then further chunks
+//   2 base   v2 body: ChildCount u32, NodeHeight u32, States u16, Align u8,
+//            CheckState u8, CheckType u8, Reserved u32 (17 bytes); v0/v1:
+//            ChildCount u32, NodeHeight u32, States u8, Align, CheckState,
+//            CheckType (12 bytes); then the children's node chunks
+//   3 caption (string tree) UTF-16 text, 4 user (OnSaveNode's bytes)
+//
+// Reading is iterative (an explicit stack, not recursion), and every header
+// and body is checked against the room its enclosing chunk and the stream
+// still have before a node is made from it. Hostile input raises 2006
+// ("Unexpected data after node's end position"): a negative or overrunning
+// chunk size, a base body shorter than its version's, a child count the
+// chunk cannot hold (each child takes at least 33 bytes in version 2, 28 in
+// the older ones), a check state or type out of range, and nesting deeper
+// than MaxStreamNesting. Transient state bits are dropped on reading
+// (vsChecking, vsCutOrCopy, vsDeleting, vsInitialUserData, vsClearing,
+// vsHeightMeasured, vsToggling), and vsExpanded on a node without children.
+// After a failure the nodes read so far stay connected and the counters of
+// the subtree in hand are settled before the error travels on.
+//
+// Writing patches chunk sizes in place, and cuts an empty user chunk off by
+// truncating the stream; SaveToFile therefore writes into memory first and
+// then the file in one go.
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "vtree/VTBaseTree.h"
+
+namespace ide {
+
+namespace {
+
+constexpr int kNodeChunk = 1;
+constexpr int kBaseChunk = 2;
+constexpr int kUserChunk = 4;
+constexpr uint16_t kMagic[6] = {0x2045, 0x0056, 0x0054, 2, 0x0020, 0x2046};
+constexpr TVirtualNodeStates kUnsavedStates = 0x2216;
+constexpr TVirtualNodeStates kTransientStates =
+    vsChecking | vsCutOrCopy | vsDeleting | vsInitialUserData | vsClearing | vsHeightMeasured | vsToggling;
+// Deeper nesting than this is not a user interface tree.
+constexpr size_t MaxStreamNesting = 10000;
+
+void PutU16(uint8_t* p, uint16_t v) {
+    p[0] = uint8_t(v);
+    p[1] = uint8_t(v >> 8);
+}
+void PutU32(uint8_t* p, uint32_t v) {
+    for (int i = 0; i < 4; ++i) p[i] = uint8_t(v >> (8 * i));
+}
+uint16_t GetU16(const uint8_t* p) { return uint16_t(p[0] | (p[1] << 8)); }
+uint32_t GetU32(const uint8_t* p) {
+    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
+}
+
+void WriteChunkHeader(TStream& S, int32_t Type, int32_t Size) {
+    uint8_t b[8];
+    PutU32(b, uint32_t(Type));
+    PutU32(b + 4, uint32_t(Size));
+    S.WriteBuffer(b, 8);
+}
+
+[[noreturn]] void Corrupt() { RaiseVirtualTreeError(hcTFCorruptStream2); }
+
+}  // namespace
+
+// ---- Writing ------------------------------------------------------------------
+
+void TBaseVirtualTree::FinishChunkHeader(TStream& Stream, int64_t StartPos, int64_t EndPos) {
+    Stream.SetPosition(StartPos + 4);
+    uint8_t b[4];
+    PutU32(b, uint32_t(EndPos - StartPos - 8));
+    Stream.WriteBuffer(b, 4);
+    Stream.SetPosition(EndPos);
+}
+
+void TBaseVirtualTree::DoSaveUserData(PVirtualNode Node, TStream& Stream) {
+    if (OnSaveNode) OnSaveNode(this, Node == FRoot ? nullptr : Node, Stream);
+}
+
+void TBaseVirtualTree::DoLoadUserData(PVirtualNode Node, TStream& Stream) {
+    if (OnLoadNode) OnLoadNode(this, Node == FRoot ? nullptr : Node, Stream);
+}
+
+// The chunks of a node after its base chunk: the user chunk here, more in
+// descendants (which call this first).
+void TBaseVirtualTree::WriteChunks(TStream& Stream, PVirtualNode Node) {
+    const int64_t start = Stream.GetPosition();
+    WriteChunkHeader(Stream, kUserChunk, 0);
+    DoSaveUserData(Node, Stream);
+    const int64_t end = Stream.GetPosition();
+    if (end == start + 8) {
+        Stream.SetPosition(start);
+        Stream.SetSize(Stream.GetSize() - 8);
+    } else {
+        FinishChunkHeader(Stream, start, end);
+    }
+}
+
+void TBaseVirtualTree::WriteNode(TStream& Stream, PVirtualNode Node) {
+    struct TFrame {
+        PVirtualNode Node;
+        int64_t NodeStart, BaseStart;
+        PVirtualNode NextChild;
+    };
+    std::vector<TFrame> stack;
+    auto open = [&](PVirtualNode n) {
+        if (HasOption(toInitOnSave)) {
+            if (!HasState(n, vsInitialized)) InitNode(n);
+            if (HasState(n, vsHasChildren) && n->ChildCount == 0) InitChildren(n);
+        }
+        TFrame f{n, Stream.GetPosition(), 0, nullptr};
+        WriteChunkHeader(Stream, kNodeChunk, 0);
+        f.BaseStart = Stream.GetPosition();
+        uint8_t b[25];
+        PutU32(b, uint32_t(kBaseChunk));
+        PutU32(b + 4, 0);
+        PutU32(b + 8, n->ChildCount);
+        PutU32(b + 12, n->NodeHeight);
+        PutU16(b + 16, uint16_t(NodeStates(n) & ~kUnsavedStates));
+        b[18] = n->Align;
+        b[19] = n->CheckState;
+        b[20] = n->CheckType;
+        PutU32(b + 21, 0);
+        Stream.WriteBuffer(b, 25);
+        // An uninitialised node writes no children, whatever it counts;
+        // moves and copies carry the whole skeleton.
+        f.NextChild = HasState(n, vsInitialized) || FWritingSkeleton ? n->FirstChild : nullptr;
+        stack.push_back(f);
+    };
+    open(Node);
+    while (!stack.empty()) {
+        if (PVirtualNode child = stack.back().NextChild) {
+            stack.back().NextChild = child->NextSibling;
+            open(child);
+            continue;
+        }
+        const TFrame f = stack.back();
+        stack.pop_back();
+        FinishChunkHeader(Stream, f.BaseStart, Stream.GetPosition());
+        WriteChunks(Stream, f.Node);
+        FinishChunkHeader(Stream, f.NodeStart, Stream.GetPosition());
+    }
+}
+
+void TBaseVirtualTree::SaveToStream(TStream& Stream, PVirtualNode Node) {
+    uint8_t header[16];
+    for (int i = 0; i < 6; ++i) PutU16(header + 2 * i, kMagic[i]);
+    if (Node == FRoot) Node = nullptr;
+    PutU32(header + 12, Node ? 1u : FRoot->ChildCount);
+    Stream.WriteBuffer(header, 16);
+    if (Node) {
+        WriteNode(Stream, Node);
+    } else {
+        for (PVirtualNode run = FRoot->FirstChild; run; run = run->NextSibling) WriteNode(Stream, run);
+    }
+}
+
+void TBaseVirtualTree::SaveToFile(const String& FileName) {
+    TMemoryStream memory;
+    SaveToStream(memory);
+    TFileStream file(FileName, fmCreate);
+    file.WriteBuffer(memory.Memory(), memory.GetSize());
+}
+
+void TBaseVirtualTree::LoadFromFile(const String& FileName) {
+    TFileStream file(FileName, fmOpenRead);
+    LoadFromStream(file);
+}
+
+// ---- Reading --------------------------------------------------------------------
+
+void TBaseVirtualTree::SkipNode(TStream& Stream) {
+    uint8_t b[8];
+    Stream.ReadBuffer(b, 8);
+    if (int32_t(GetU32(b)) != kNodeChunk) RaiseVirtualTreeError(hcTFCorruptStream1);
+    const int32_t size = int32_t(GetU32(b + 4));
+    if (size < 0 || Stream.GetPosition() + size > Stream.GetSize()) Corrupt();
+    Stream.Seek(size, TSeekOrigin::soCurrent);
+}
+
+bool TBaseVirtualTree::ReadChunk(TStream& Stream, int /*Version*/, PVirtualNode Node, int ChunkType, int ChunkSize) {
+    if (ChunkType == kUserChunk) {
+        if (ChunkSize <= 0) return true;
+        const int64_t start = Stream.GetPosition();
+        DoLoadUserData(Node, Stream);
+        const bool used = Stream.GetPosition() != start;
+        // A client that reads too little or too much can't derail the stream.
+        if (Stream.GetPosition() != start + ChunkSize) Stream.SetPosition(start + ChunkSize);
+        return used;
+    }
+    Stream.Seek(ChunkSize, TSeekOrigin::soCurrent);
+    return false;
+}
+
+void TBaseVirtualTree::ReadNode(TStream& Stream, int Version, PVirtualNode Node) {
+    struct TFrame {
+        PVirtualNode Node;
+        int64_t End;
+        int64_t BaseEnd;
+        uint32_t ChildrenLeft;
+        bool InBase;
+    };
+    const int64_t streamSize = Stream.GetSize();
+    const int64_t minChild = Version >= 2 ? 33 : 28;
+    const int bodySize = Version >= 2 ? 17 : 12;
+    std::vector<TFrame> stack;
+    auto open = [&](PVirtualNode n, int64_t limit) {
+        uint8_t b[8];
+        if (Stream.GetPosition() + 8 > limit) {
+            // No room for even a header: the anchor is missing.
+            if (Stream.GetPosition() + 8 > streamSize) RaiseVirtualTreeError(hcTFCorruptStream1);
+            Corrupt();
+        }
+        Stream.ReadBuffer(b, 8);
+        if (int32_t(GetU32(b)) != kNodeChunk) RaiseVirtualTreeError(hcTFCorruptStream1);
+        const int32_t size = int32_t(GetU32(b + 4));
+        if (size < 0 || Stream.GetPosition() + size > limit) Corrupt();
+        if (stack.size() >= MaxStreamNesting) Corrupt();
+        stack.push_back({n, Stream.GetPosition() + size, 0, 0, false});
+    };
+    open(Node, streamSize);
+    while (!stack.empty()) {
+        TFrame& f = stack.back();
+        if (f.InBase) {
+            if (f.ChildrenLeft > 0) {
+                --f.ChildrenLeft;
+                PVirtualNode parent = f.Node;
+                const int64_t limit = f.BaseEnd;
+                PVirtualNode child = MakeNewNode();
+                child->Parent = parent;
+                child->PrevSibling = parent->LastChild;
+                if (parent->LastChild) {
+                    parent->LastChild->NextSibling = child;
+                    child->Index = parent->LastChild->Index + 1;
+                } else {
+                    parent->FirstChild = child;
+                }
+                parent->LastChild = child;
+                // Counted as it is chained, so that a failure leaves the
+                // count equal to the chain.
+                ++parent->ChildCount;
+                open(child, limit);
+                continue;
+            }
+            if (Stream.GetPosition() != f.BaseEnd) Corrupt();
+            f.InBase = false;
+            continue;
+        }
+        const int64_t pos = Stream.GetPosition();
+        if (pos >= f.End) {
+            if (pos != f.End) Corrupt();
+            stack.pop_back();
+            continue;
+        }
+        if (pos + 8 > f.End) Corrupt();
+        uint8_t h[8];
+        Stream.ReadBuffer(h, 8);
+        const int32_t type = int32_t(GetU32(h));
+        const int32_t size = int32_t(GetU32(h + 4));
+        if (size < 0 || Stream.GetPosition() + size > f.End) Corrupt();
+        if (type == kBaseChunk) {
+            if (size < bodySize) Corrupt();
+            uint8_t body[17];
+            Stream.ReadBuffer(body, bodySize);
+            const uint32_t childCount = GetU32(body);
+            const uint32_t height = GetU32(body + 4);
+            TVirtualNodeStates states;
+            uint8_t align, checkState, checkType;
+            if (Version >= 2) {
+                states = GetU16(body + 8);
+                align = body[10];
+                checkState = body[11];
+                checkType = body[12];
+            } else {
+                const uint8_t old = body[8];
+                states = TVirtualNodeStates((old & 0x7F) | vsVisible | ((old & 0x80) ? vsSelected : 0));
+                align = body[9];
+                checkState = body[10];
+                checkType = body[11];
+            }
+            if (checkState > csMixedPressed || checkType > ctButton) Corrupt();
+            if (int64_t(childCount) * minChild > int64_t(size) - bodySize) Corrupt();
+            states &= TVirtualNodeStates(~kTransientStates & 0x7FFF);
+            if (childCount == 0) states &= TVirtualNodeStates(~vsExpanded);
+            PVirtualNode n = f.Node;
+            SetStates(n, states);
+            StoreNodeHeight(n, uint16_t(height));
+            n->TotalHeight = uint16_t(height);
+            n->Align = std::min<uint8_t>(align, 100);
+            n->CheckState = checkState;
+            n->CheckType = checkType;
+            f.InBase = true;
+            f.BaseEnd = pos + 8 + size;
+            f.ChildrenLeft = childCount;
+        } else {
+            const int64_t start = Stream.GetPosition();
+            ReadChunk(Stream, Version, f.Node, type, size);
+            if (Stream.GetPosition() != start + size) Stream.SetPosition(start + size);
+        }
+    }
+}
+
+void TBaseVirtualTree::InternalAddFromStream(TStream& Stream, int Version, PVirtualNode Node) {
+    const uint32_t oldHeight = Node->TotalHeight;
+    const bool wasVisible = HasState(Node, vsVisible);
+    const bool wasFullyVisible = FullyVisible(Node);
+    auto settle = [&] {
+        // Nodes whose children never came can't stay expanded.
+        for (PVirtualNode run = Node; run;) {
+            if (run->ChildCount == 0) ExcludeState(run, vsExpanded);
+            if (run->FirstChild) {
+                run = run->FirstChild;
+                continue;
+            }
+            while (run != Node && !run->NextSibling) run = run->Parent;
+            run = run == Node ? nullptr : run->NextSibling;
+        }
+        PVirtualNode parent = Node->Parent;
+        FixupTotalCount(Node);
+        AdjustTotalCount(parent, int64_t(Node->TotalCount) - 1, true);
+        FixupTotalHeight(Node);
+        const bool parentOpen = HasState(parent, vsExpanded);
+        const int64_t before = parentOpen && wasVisible ? oldHeight : 0;
+        const int64_t after = parentOpen && HasState(Node, vsVisible) ? Node->TotalHeight : 0;
+        AdjustTotalHeight(parent, after - before, true);
+        if (FullyVisible(Node)) {
+            FVisibleCount += CountVisibleChildren(Node);
+            if (!wasFullyVisible) ++FVisibleCount;
+        } else if (wasFullyVisible) {
+            --FVisibleCount;
+        }
+        ClearTempCache();
+        // Selection repair. The walk stops at the node's next sibling, or
+        // runs to the end of the tree when it has none (kept as it is).
+        PVirtualNode stop = Node->NextSibling;
+        const bool multi = HasOption(toMultiSelect);
+        for (PVirtualNode run = Node; run && run != stop; run = GetNextNoInit(run)) {
+            if (!HasState(run, vsSelected)) continue;
+            if (multi) {
+                int index;
+                if (!FindNodeInSelection(run, index, -1, -1)) InternalCacheNode(run);
+            } else {
+                ExcludeState(run, vsSelected);
+            }
+        }
+        if (multi && FTempNodeCount > 0) AddToSelection(FTempNodeCache, FTempNodeCount, true);
+        ClearTempCache();
+    };
+    try {
+        ReadNode(Stream, Version, Node);
+    } catch (...) {
+        settle();
+        throw;
+    }
+    settle();
+}
+
+void TBaseVirtualTree::ReadStreamInto(TStream& Stream, PVirtualNode Target, bool Adding) {
+    uint8_t header[12];
+    int version;
+    if (Adding) {
+        Stream.ReadBuffer(header, 12);
+        for (int i : {0, 1, 2, 5})
+            if (GetU16(header + 2 * i) != kMagic[i]) RaiseVirtualTreeError(hcTFWrongStreamVersion);
+    } else {
+        if (Stream.Read(header, 12) < 12) RaiseVirtualTreeError(hcTFStreamTooSmall);
+        for (int i : {0, 1, 2, 5})
+            if (GetU16(header + 2 * i) != kMagic[i]) RaiseVirtualTreeError(hcTFWrongStreamFormat);
+    }
+    version = GetU16(header + 6);
+    if (version >= 3) RaiseVirtualTreeError(hcTFWrongStreamVersion);
+    BeginUpdate();
+    try {
+        int64_t count = 0x7FFFFFFF;
+        if (version >= 2) {
+            uint8_t c[4];
+            Stream.ReadBuffer(c, 4);
+            count = int32_t(GetU32(c));
+        }
+        while (Stream.GetPosition() < Stream.GetSize() && count > 0) {
+            --count;
+            PVirtualNode node = MakeNewNode();
+            InternalConnectNode(node, Target, this, amAddChildLast);
+            InternalAddFromStream(Stream, version, node);
+        }
+        DoNodeCopied(Target == FRoot ? nullptr : Target);
+    } catch (...) {
+        EndUpdate();
+        throw;
+    }
+    EndUpdate();
+}
+
+void TBaseVirtualTree::LoadFromStream(TStream& Stream) {
+    if (HasOption(toReadOnly)) return;
+    // The old contents go before the header is looked at.
+    Clear();
+    ReadStreamInto(Stream, FRoot, false);
+}
+
+void TBaseVirtualTree::AddFromStream(TStream& Stream, PVirtualNode TargetNode) {
+    if (HasOption(toReadOnly)) return;
+    if (!TargetNode) TargetNode = FRoot;
+    if (TargetNode != FRoot && !HasState(TargetNode, vsInitialized)) InitNode(TargetNode);
+    ReadStreamInto(Stream, TargetNode, true);
+}
+
+}  // namespace ide

@@ -1,0 +1,76 @@
+#include "vtree/VTStringTree.h"
+
+#include <vector>
+
+namespace ide {
+
+namespace {
+constexpr int kCaptionChunk = 3;
+}
+
+String TCustomVirtualStringTree::GetText(PVirtualNode Node, TColumnIndex Column) {
+    String text;
+    if (!IsNode(Node)) return text;
+    if (!HasState(Node, vsInitialized)) InitNode(Node);
+    DoGetText(Node, Column, text);
+    return text;
+}
+
+void TCustomVirtualStringTree::SetText(PVirtualNode Node, TColumnIndex Column, const String& Text) {
+    if (!IsNode(Node)) return;
+    DoNewText(Node, Column, Text);
+    InvalidateNode(Node);
+}
+
+void TCustomVirtualStringTree::DoGetText(PVirtualNode Node, TColumnIndex Column, String& Text) {
+    if (OnGetText) OnGetText(this, Node, Column, Text);
+}
+
+void TCustomVirtualStringTree::DoNewText(PVirtualNode Node, TColumnIndex Column, const String& Text) {
+    if (OnNewText) OnNewText(this, Node, Column, Text);
+}
+
+int TCustomVirtualStringTree::DoGetNodeWidth(PVirtualNode Node, TColumnIndex Column) {
+    return MeasureTextWidth(GetText(Node, Column));
+}
+
+int TCustomVirtualStringTree::DoIncrementalSearch(PVirtualNode Node, const String& Text) {
+    if (OnIncrementalSearch) return TBaseVirtualTree::DoIncrementalSearch(Node, Text);
+    if (!Node) return 0;
+    const String text = GetText(Node, FFocusedColumn);
+    return text.compare(0, Text.size(), Text) == 0 && text.size() >= Text.size() ? 0 : 1;
+}
+
+void TCustomVirtualStringTree::WriteChunks(TStream& Stream, PVirtualNode Node) {
+    TBaseVirtualTree::WriteChunks(Stream, Node);
+    if (!HasOption(toSaveCaptions) || Node == FRoot || !HasState(Node, vsInitialized)) return;
+    const String text = GetText(Node, -1);
+    if (text.empty()) return;
+    std::vector<uint8_t> bytes(8 + 2 * text.size());
+    const uint32_t size = uint32_t(2 * text.size());
+    for (int i = 0; i < 4; ++i) {
+        bytes[i] = uint8_t(uint32_t(kCaptionChunk) >> (8 * i));
+        bytes[4 + i] = uint8_t(size >> (8 * i));
+    }
+    for (size_t i = 0; i < text.size(); ++i) {
+        bytes[8 + 2 * i] = uint8_t(text[i]);
+        bytes[9 + 2 * i] = uint8_t(text[i] >> 8);
+    }
+    Stream.WriteBuffer(bytes.data(), int64_t(bytes.size()));
+}
+
+bool TCustomVirtualStringTree::ReadChunk(TStream& Stream, int Version, PVirtualNode Node, int ChunkType,
+                                         int ChunkSize) {
+    if (ChunkType != kCaptionChunk) return TBaseVirtualTree::ReadChunk(Stream, Version, Node, ChunkType, ChunkSize);
+    String text;
+    if (ChunkSize > 0) {
+        std::vector<uint8_t> bytes(static_cast<size_t>(ChunkSize));
+        Stream.ReadBuffer(bytes.data(), ChunkSize);
+        text.resize(size_t(ChunkSize) / 2);
+        for (size_t i = 0; i < text.size(); ++i) text[i] = Char(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+    }
+    SetText(Node, -1, text);
+    return true;
+}
+
+}  // namespace ide
