@@ -47,7 +47,10 @@
 //   (initialise and measure a node, update the scroll bars) are handed back
 //   to the owner thread, never run on the worker.
 //
-// Thread: UI thread only (the worker reads the skeleton, see VTWorker.h).
+// The validation worker reads the skeleton from its own thread (VTWorker.h);
+// all trees of a process belong to one owner thread.
+//
+// Thread: UI thread only.
 #pragma once
 
 #include <atomic>

@@ -287,7 +287,10 @@ void TBaseVirtualTree::ReadNode(TStream& Stream, int Version, PVirtualNode Node)
             if (checkState > csMixedPressed || checkType > ctButton) Corrupt();
             if (int64_t(childCount) * minChild > int64_t(size) - bodySize) Corrupt();
             states &= TVirtualNodeStates(~kTransientStates & 0x7FFF);
-            if (childCount == 0) states &= TVirtualNodeStates(~vsExpanded);
+            if (childCount == 0)
+                states &= TVirtualNodeStates(~vsExpanded);
+            else
+                states |= vsHasChildren;
             PVirtualNode n = f.Node;
             SetStates(n, states);
             StoreNodeHeight(n, uint16_t(height));

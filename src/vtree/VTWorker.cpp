@@ -208,8 +208,12 @@ bool TBaseVirtualTree::ServeWorker() {
 void TBaseVirtualTree::WaitForValidation() {
     TWorkerThread* w = TWorkerThread::Instance();
     if (!w) return;
+    // The worker may be busy with another tree of this thread first, blocked
+    // on its hand-back: serve whichever tree it holds.
     while (FInWorker.load(std::memory_order_acquire)) {
-        if (!ServeWorker()) std::this_thread::yield();
+        bool served = ServeWorker();
+        if (TBaseVirtualTree* current = w->CurrentTree(); current && current != this) served |= current->ServeWorker();
+        if (!served) std::this_thread::yield();
     }
 }
 

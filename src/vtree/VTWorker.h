@@ -24,7 +24,7 @@
 // the last one ends it. Its name is the tree's worker name cut to the 15
 // bytes a thread name may have here.
 //
-// Thread: any (the list under its lock; the rest as described).
+// Thread: any.
 #pragma once
 
 #include <atomic>
