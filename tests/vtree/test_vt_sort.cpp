@@ -1,0 +1,185 @@
+// Sorting (stable merge sort over sibling links) and incremental search.
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "VTTestUtil.h"
+
+using namespace ide;
+using namespace vttest;
+
+namespace {
+
+// A string tree that counts beeps and can pretend to edit.
+class TSearchTree : public TTextTree {
+public:
+    int Beeps = 0;
+    bool RefuseEndEdit = false;
+    void Type(const char* Keys) {
+        for (const char* k = Keys; *k; ++k) HandleIncrementalSearch(uint8_t(*k));
+    }
+    void StartEditing() { DoStateChange(tsEditing); }
+    void StopTimerForTest() { StopTimer(SearchTimer); }
+
+protected:
+    void Beep() override { ++Beeps; }
+    bool DoEndEdit() override { return !RefuseEndEdit; }
+};
+
+std::vector<int> Keys(TBaseVirtualTree& T, PVirtualNode Parent, const std::vector<int>& Key) {
+    std::vector<int> out;
+    for (PVirtualNode c = T.GetFirstChildNoInit(Parent); c; c = c->NextSibling) out.push_back(Key[c->Dummy]);
+    return out;
+}
+
+}  // namespace
+
+TEST(VTSort, MergeSortIsStableInBothDirectionsAndRepairsTheChain) {
+    TTextTree t;
+    const int n = 1000;
+    t.SetRootNodeCount(n);
+    std::mt19937 rng(3);
+    std::vector<int> key(256);
+    std::vector<std::pair<int, PVirtualNode>> expected;
+    int i = 0;
+    // Dummy is a free byte of the node: it carries the key's slot.
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling, ++i) c->Dummy = uint8_t(i % 256);
+    for (int k = 0; k < 256; ++k) key[k] = int(rng() % 10);
+    t.OnCompareNodes = [&](TBaseVirtualTree*, PVirtualNode a, PVirtualNode b, TColumnIndex, int& r) {
+        r = key[a->Dummy] - key[b->Dummy];
+    };
+    for (TSortDirection dir : {sdAscending, sdDescending, sdAscending}) {
+        std::vector<PVirtualNode> before;
+        for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) before.push_back(c);
+        std::vector<PVirtualNode> want = before;
+        std::stable_sort(want.begin(), want.end(), [&](PVirtualNode a, PVirtualNode b) {
+            return dir == sdAscending ? key[a->Dummy] < key[b->Dummy] : key[a->Dummy] > key[b->Dummy];
+        });
+        t.Sort(nullptr, 0, dir, false);
+        std::vector<PVirtualNode> got;
+        for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) got.push_back(c);
+        ASSERT_EQ(got, want);  // ties keep their order: descending is no reversal
+        EXPECT_EQ(t.RootNode()->LastChild, got.back());
+        ASSERT_TRUE(Consistent(t));  // Index, PrevSibling, counters
+    }
+    auto sorted = Keys(t, nullptr, key);
+    EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end()));
+}
+
+TEST(VTSort, SortTreeWithoutHandlerKeepsOrderAndColumnMinusTwoSortsNothing) {
+    TSearchTree t;
+    t.SetRootNodeCount(4);
+    for (PVirtualNode c = t.GetFirst(); c; c = c->NextSibling) {
+        t.SetChildCount(c, 3);
+        t.Name(c, "x");
+    }
+    std::vector<PVirtualNode> order;
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = t.GetNextNoInit(c)) order.push_back(c);
+    t.SortTree(-1, sdDescending);
+    std::vector<PVirtualNode> after;
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = t.GetNextNoInit(c)) after.push_back(c);
+    EXPECT_EQ(after, order);
+    EXPECT_EQ(t.UpdateCount(), 0u);
+    int compares = 0;
+    t.OnCompareNodes = [&](TBaseVirtualTree*, PVirtualNode, PVirtualNode, TColumnIndex, int& r) {
+        ++compares;
+        r = -1;
+    };
+    t.SortTree(-2, sdAscending);
+    EXPECT_EQ(compares, 0);
+    t.SortTree(-1, sdAscending);
+    EXPECT_GT(compares, 0);
+    // An edit whose end is refused leaves the tree unsorted.
+    compares = 0;
+    t.StartEditing();
+    t.RefuseEndEdit = true;
+    t.Sort(nullptr, 0, sdAscending);
+    EXPECT_EQ(compares, 0);
+    EXPECT_TRUE(Consistent(t));
+}
+
+TEST(VTSearch, IncrementalSearchScenarios) {
+    TSearchTree t;
+    const char* names[] = {"apple", "banana", "aardvark", "avocado", "cherry", "apricot"};
+    t.SetRootNodeCount(6);
+    int i = 0;
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) t.Name(c, names[i++]);
+    auto focused = [&] { return t.FocusedNode() ? t.TextOf(t.FocusedNode()) : std::string("-"); };
+    t.SetSearchOption(isAll);
+
+    t.Type("b");
+    EXPECT_EQ(focused(), "banana");
+    EXPECT_TRUE(t.Selected(t.FocusedNode()));
+    EXPECT_TRUE(t.InState(tsIncrementalSearching));
+    EXPECT_TRUE(t.TimerActive(SearchTimer));
+
+    t.TimerFired(SearchTimer);  // silence: the buffer starts over
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "");
+    EXPECT_FALSE(t.InState(tsIncrementalSearching));
+    t.Type("a");  // from the focused node on
+    EXPECT_EQ(focused(), "aardvark");
+    t.Type("a");  // a repeated letter steps to the next hit ...
+    EXPECT_EQ(focused(), "aardvark");  // ... unless "aa" really matches here
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "aa");
+    t.TimerFired(SearchTimer);
+    t.Type("av");
+    EXPECT_EQ(focused(), "avocado");
+    t.TimerFired(SearchTimer);
+    t.Type("a");
+    EXPECT_EQ(focused(), "apricot");
+    t.Type("a");  // single letter: next "a", wrapping to the top
+    EXPECT_EQ(focused(), "apple");
+    t.Type("a");
+    EXPECT_EQ(focused(), "aardvark");
+
+    // A miss beeps and keeps buffer and selection.
+    const int beeps = t.Beeps;
+    t.Type("z");
+    EXPECT_EQ(t.Beeps, beeps + 1);
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "a");
+    EXPECT_EQ(focused(), "aardvark");
+    // A backspace with one character changes nothing but restarts the timer.
+    t.StopTimerForTest();
+    t.Type("\b");
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "a");
+    EXPECT_TRUE(t.TimerActive(SearchTimer));
+    t.Type("p");
+    EXPECT_EQ(focused(), "apricot");
+    t.Type("\b");  // back to "a", searching backwards from the hit
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "a");
+    EXPECT_EQ(focused(), "avocado");
+
+    // Visible-only skips hidden nodes; isNone stops everything.
+    t.TimerFired(SearchTimer);
+    t.SetSearchOption(isVisibleOnly);
+    t.SetVisible(Child(t, nullptr, 4), false);
+    t.Type("c");
+    EXPECT_EQ(focused(), "avocado");
+    EXPECT_EQ(t.Beeps, beeps + 2);
+    t.SetSearchOption(isNone);
+    EXPECT_FALSE(t.TimerActive(SearchTimer));
+    t.Type("b");
+    EXPECT_EQ(focused(), "avocado");
+}
+
+TEST(VTSearch, InitializedOnlyWalksButNeverInitialises) {
+    TSearchTree t;
+    t.SetRootNodeCount(50);
+    int inits = 0;
+    t.OnInitNode = [&](TBaseVirtualTree*, PVirtualNode, PVirtualNode, TVirtualNodeInitStates&) { ++inits; };
+    t.Name(Child(t, nullptr, 40), "target");
+    // A handler that answers for uninitialised nodes without waking them (the
+    // default comparison reads the text, which initialises).
+    t.OnIncrementalSearch = [&](TBaseVirtualTree*, PVirtualNode n, const String& text, int& r) {
+        r = t.Texts.count(n) && t.Texts[n].rfind(text, 0) == 0 ? 0 : 1;
+    };
+    t.SetSearchOption(isInitializedOnly);
+    t.SetSearchStart(ssAlwaysStartOver);
+    t.Type("t");
+    EXPECT_EQ(t.FocusedNode(), Child(t, nullptr, 40));
+    EXPECT_EQ(inits, 0);
+    t.TimerFired(SearchTimer);
+    t.SetSearchOption(isAll);  // initialises every node it passes
+    t.Type("t");
+    EXPECT_EQ(inits, 41);
+}
