@@ -4,5 +4,6 @@
 #pragma once
 
 #include "vtree/VTBaseTree.h"
+#include "vtree/VTDrawTree.h"
 #include "vtree/VTStringTree.h"
 #include "vtree/VTTypes.h"

@@ -59,6 +59,7 @@
 #include <functional>
 #include <mutex>
 
+#include "foundation/Graphics.h"
 #include "foundation/Streams.h"
 #include "vtree/VTNodeAllocator.h"
 #include "vtree/VTTypes.h"
@@ -97,6 +98,8 @@ public:
     std::function<void(TBaseVirtualTree*, PVirtualNode Node1, PVirtualNode Node2, TColumnIndex, int& Result)> OnCompareNodes;
     std::function<void(TBaseVirtualTree*, PVirtualNode Node, const String& SearchText, int& Result)> OnIncrementalSearch;
     std::function<void(TBaseVirtualTree*, int DeltaX, int DeltaY)> OnScroll;
+    // The image of a node: State asks for the state image list's index.
+    std::function<void(TBaseVirtualTree*, PVirtualNode Node, bool State, int& Index)> OnGetImageIndex;
 
     // ---- Properties ----------------------------------------------------
     TVTOptions Options() const noexcept { return FOptions; }
@@ -299,6 +302,13 @@ public:
     PVirtualNode LastSearchNode() const noexcept { return FLastSearchNode; }
     uint32_t SortCompareCount() const noexcept { return FSortCompares; }
 
+    // ---- Painting --------------------------------------------------------
+    // Paints the rows of Window (tree coordinates) onto Canvas with the
+    // window's top-left corner at Target.
+    void PaintTree(TCanvas& Canvas, const TRect& Window, TPoint Target);
+    void SetImages(TImageList* Images) { FImages = Images; }
+    void SetStateImages(TImageList* Images) { FStateImages = Images; }
+
     // ---- Descendants' and tests' view of the counters -------------------
     uint32_t CountVisibleChildren(PVirtualNode Node) const;
     uint32_t InitializedCount() const noexcept { return FInitializedCount; }
@@ -343,6 +353,12 @@ protected:
     virtual int DoCompare(PVirtualNode Node1, PVirtualNode Node2, TColumnIndex Column);
     virtual int DoIncrementalSearch(PVirtualNode Node, const String& Text);
     virtual int DoGetNodeWidth(PVirtualNode Node, TColumnIndex Column);
+    virtual void DoPaintNode(TCanvas& Canvas, PVirtualNode Node, const TRect& R, bool Selected);
+    virtual int DoGetImageIndex(PVirtualNode Node, bool State);
+    virtual void PaintNodeButton(TCanvas& Canvas, PVirtualNode Node, const TRect& R);
+    virtual void PaintCheckImage(TCanvas& Canvas, const TRect& R, TCheckType Type, TCheckState State, bool Enabled);
+    virtual void PaintTreeLines(TCanvas& Canvas, PVirtualNode Node, const TRect& Row, int Left);
+    int CheckImageWidth() const;
     virtual bool DoEndEdit() { return true; }
     virtual void DoScroll(int DeltaX, int DeltaY);
     virtual void WriteChunks(TStream& Stream, PVirtualNode Node);
@@ -482,6 +498,8 @@ protected:
     bool FWritingSkeleton = false;
     bool FHasWindow = false;
     TColumnIndex FSortColumn = -1;
+    TImageList* FImages = nullptr;
+    TImageList* FStateImages = nullptr;
     TSortDirection FSortDirection = sdAscending;
 
 public:

@@ -1,5 +1,6 @@
 #include "vtree/VTStringTree.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace ide {
@@ -32,6 +33,21 @@ void TCustomVirtualStringTree::DoNewText(PVirtualNode Node, TColumnIndex Column,
 
 int TCustomVirtualStringTree::DoGetNodeWidth(PVirtualNode Node, TColumnIndex Column) {
     return MeasureTextWidth(GetText(Node, Column));
+}
+
+void TCustomVirtualStringTree::DoPaintNode(TCanvas& Canvas, PVirtualNode Node, const TRect& R, bool Selected) {
+    const String text = GetText(Node, -1);
+    const int width = Canvas.TextWidth(text) + 2 * int(FTextMargin);
+    const TRect cell{R.Left, R.Top, std::min(R.Right, R.Left + width), R.Bottom};
+    if (Selected) {
+        Canvas.SetBrushColor(clHighlight);
+        Canvas.FillRect(cell);
+    }
+    Canvas.Font().SetColor(Selected ? TColor(clHighlightText) : HasState(Node, vsDisabled) ? TColor(clGrayText)
+                                                                                         : TColor(clWindowText));
+    Canvas.SetBrushStyle(bsClear);
+    const int y = R.Top + (R.Height() - Canvas.TextMetricHeight()) / 2;
+    Canvas.TextRect(cell, R.Left + int(FTextMargin), y, text);
 }
 
 int TCustomVirtualStringTree::DoIncrementalSearch(PVirtualNode Node, const String& Text) {

@@ -37,6 +37,7 @@ protected:
     // The width of a text in pixels; the widget measures with its font.
     virtual int MeasureTextWidth(const String& Text) { return int(Text.size()) * HeadlessCharWidth; }
     int DoGetNodeWidth(PVirtualNode Node, TColumnIndex Column) override;
+    void DoPaintNode(TCanvas& Canvas, PVirtualNode Node, const TRect& R, bool Selected) override;
     int DoIncrementalSearch(PVirtualNode Node, const String& Text) override;
     void WriteChunks(TStream& Stream, PVirtualNode Node) override;
     bool ReadChunk(TStream& Stream, int Version, PVirtualNode Node, int ChunkType, int ChunkSize) override;
