@@ -244,6 +244,8 @@ public:
     PVirtualNode FindInPositionCache(PVirtualNode Node, uint32_t& CurrentPos) const;
     static int CompareNodePositions(PVirtualNode Node1, PVirtualNode Node2);
     uint32_t CalculateCacheEntryCount() const;
+    // Read it only while tsUseCache is set: otherwise the worker may be
+    // building it.
     const std::vector<TCacheEntry>& PositionCache() const noexcept { return FPositionCache; }
     PVirtualNode GetNodeAt(int X, int Y);
     PVirtualNode GetNodeAt(int X, int Y, bool Relative, int& NodeTop);

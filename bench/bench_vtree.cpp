@@ -1,0 +1,617 @@
+// The virtual tree against QTreeView over a lazy QAbstractItemModel and
+// over QStandardItemModel.
+//
+// Every case runs in a fresh child process (fork), ours and the peer's
+// alike: several allocate gigabytes, and the first touch of fresh pages
+// dominates such runs, so neither side may inherit a warm heap from the
+// other. The child times its own work and sends the seconds back; the
+// benchmark reports them as manual time. Widgets render offscreen with
+// grab(), which is the first paint.
+//
+// Groups: Build (root count + first paint), Add (children in one update
+// block), Expand and Collapse (1000 x 1000, children made on demand),
+// HitTest and HitTestVariable (bottom row, uniform and variable heights),
+// Clear, Sort (siblings by text), Search (incremental-search prefix hit near
+// the end), StreamSave and StreamLoad (captioned leaves), and Validation
+// (a full pass over 16M visible nodes, ours only). Counters: bytes per node.
+#include <benchmark/benchmark.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QAbstractItemModel>
+#include <QApplication>
+#include <QBuffer>
+#include <QDataStream>
+#include <QElapsedTimer>
+#include <QStandardItemModel>
+#include <QTreeView>
+
+#include <chrono>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "vtree/widgets/VirtualTreeView.h"
+
+using namespace ide;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+double Since(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
+
+struct TResult {
+    double Seconds = -1;
+    double BytesPerNode = 0;
+};
+
+// Runs Body (answering the measured seconds) in a child process.
+template <class F>
+void Forked(benchmark::State& State, F Body, bool NeedsApp = true) {
+    for (auto _ : State) {
+        int fd[2];
+        if (pipe(fd) != 0) {
+            State.SkipWithError("pipe");
+            return;
+        }
+        const pid_t pid = fork();
+        if (pid == 0) {
+            close(fd[0]);
+            TResult r;
+            int argc = 1;
+            char name[] = "bench_vtree";
+            char* argv[] = {name, nullptr};
+            setenv("QT_QPA_PLATFORM", "offscreen", 1);
+            if (NeedsApp) {
+                QApplication app(argc, argv);
+                r = Body();
+            } else {
+                r = Body();
+            }
+            (void)!write(fd[1], &r, sizeof r);
+            _exit(0);
+        }
+        close(fd[1]);
+        TResult r;
+        const bool got = read(fd[0], &r, sizeof r) == sizeof r;
+        close(fd[0]);
+        waitpid(pid, nullptr, 0);
+        if (!got || r.Seconds < 0) {
+            State.SkipWithError("the child process failed");
+            return;
+        }
+        State.SetIterationTime(r.Seconds);
+        if (r.BytesPerNode > 0) State.counters["bytes_per_node"] = r.BytesPerNode;
+    }
+}
+
+double RssBytes() {
+    rusage u{};
+    getrusage(RUSAGE_SELF, &u);
+    return double(u.ru_maxrss) * 1024.0;
+}
+
+// The peer's lazy model: rows computed on demand, optionally with varying
+// size hints.
+class TLazyModel : public QAbstractItemModel {
+public:
+    TLazyModel(int Rows, bool Variable) : FRows(Rows), FVariable(Variable) {}
+    QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override {
+        return parent.isValid() ? QModelIndex() : createIndex(row, column);
+    }
+    QModelIndex parent(const QModelIndex&) const override { return {}; }
+    int rowCount(const QModelIndex& parent = {}) const override { return parent.isValid() ? 0 : FRows; }
+    int columnCount(const QModelIndex& = {}) const override { return 1; }
+    QVariant data(const QModelIndex& i, int role) const override {
+        if (role == Qt::DisplayRole) return QString("Node %1").arg(i.row());
+        if (role == Qt::SizeHintRole && FVariable) return QSize(80, 16 + (i.row() * 7919) % 33);
+        return {};
+    }
+
+private:
+    int FRows;
+    bool FVariable;
+};
+
+std::vector<String> RandomTexts(size_t N) {
+    std::mt19937 rng(42);
+    std::vector<String> texts(N);
+    for (auto& t : texts) {
+        t.resize(8 + rng() % 8);
+        for (auto& c : t) c = Char(u'a' + rng() % 26);
+    }
+    return texts;
+}
+
+// A string tree whose texts live in a vector indexed by node data.
+struct TTextSource {
+    std::vector<String> Texts;
+    void Attach(TCustomVirtualStringTree& T) {
+        T.SetNodeDataSize(sizeof(uint32_t));
+        T.OnGetText = [this](TBaseVirtualTree* t, PVirtualNode n, TColumnIndex, String& s) {
+            s = Texts[*t->GetNodeData<uint32_t>(n)];
+        };
+        T.OnInitNode = [](TBaseVirtualTree* t, PVirtualNode, PVirtualNode n, TVirtualNodeInitStates&) {
+            *t->GetNodeData<uint32_t>(n) = n->Index;
+        };
+    }
+};
+
+// ---- Build: root count + first paint -------------------------------------------------
+
+void BM_Build_Ours(benchmark::State& State) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TVirtualStringTree tree;
+        tree.resize(800, 600);
+        tree.OnGetText = [](TBaseVirtualTree*, PVirtualNode node, TColumnIndex, String& s) {
+            s = Str("Node " + std::to_string(node->Index));
+        };
+        const auto t0 = Clock::now();
+        tree.SetRootNodeCount(n);
+        (void)tree.grab();
+        r.Seconds = Since(t0);
+        r.BytesPerNode = double(tree.Allocator().ReservedBytes()) / n;
+        return r;
+    });
+}
+
+void BM_Build_Peer(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        const double before = RssBytes();
+        const auto t0 = Clock::now();
+        TLazyModel model(n, false);
+        QTreeView view;
+        view.resize(800, 600);
+        view.setModel(&model);
+        (void)view.grab();
+        r.Seconds = Since(t0);
+        r.BytesPerNode = (RssBytes() - before) / n;
+        return r;
+    });
+}
+
+// ---- Add: children in one update block ----------------------------------------------
+
+void BM_Add_Ours(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TCustomVirtualStringTree tree;
+        const auto t0 = Clock::now();
+        tree.BeginUpdate();
+        for (int i = 0; i < n; ++i) tree.AddChild(nullptr);
+        tree.EndUpdate();
+        r.Seconds = Since(t0);
+        return r;
+    }, false);
+}
+
+void BM_Add_Peer(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        QStandardItemModel model;
+        const auto t0 = Clock::now();
+        QList<QStandardItem*> items;
+        items.reserve(n);
+        for (int i = 0; i < n; ++i) items.append(new QStandardItem);
+        model.invisibleRootItem()->appendRows(items);
+        r.Seconds = Since(t0);
+        return r;
+    }, false);
+}
+
+// ---- Expand / Collapse 1000 x 1000 ---------------------------------------------------
+
+void SetUpParents(TVirtualStringTree& Tree) {
+    Tree.resize(800, 600);
+    Tree.OnInitNode = [](TBaseVirtualTree*, PVirtualNode parent, PVirtualNode, TVirtualNodeInitStates& s) {
+        if (!parent) s |= ivsHasChildren;
+    };
+    Tree.OnInitChildren = [](TBaseVirtualTree*, PVirtualNode, uint32_t& c) { c = 1000; };
+    Tree.OnGetText = [](TBaseVirtualTree*, PVirtualNode node, TColumnIndex, String& s) {
+        s = Str("Node " + std::to_string(node->Index));
+    };
+    Tree.SetRootNodeCount(1000);
+}
+
+void SetUpPeerTree(QStandardItemModel& Model) {
+    QList<QStandardItem*> parents;
+    for (int p = 0; p < 1000; ++p) {
+        auto* item = new QStandardItem(QString("Node %1").arg(p));
+        QList<QStandardItem*> children;
+        for (int c = 0; c < 1000; ++c) children.append(new QStandardItem(QString("Node %1").arg(c)));
+        item->appendRows(children);
+        parents.append(item);
+    }
+    Model.invisibleRootItem()->appendRows(parents);
+}
+
+void BM_Expand_Ours(benchmark::State& State) {
+    Forked(State, [] {
+        TResult r;
+        TVirtualStringTree tree;
+        SetUpParents(tree);
+        (void)tree.grab();
+        const auto t0 = Clock::now();
+        tree.FullExpand();
+        (void)tree.grab();
+        r.Seconds = Since(t0);
+        return r;
+    });
+}
+
+void BM_Expand_Peer(benchmark::State& State) {
+    Forked(State, [] {
+        TResult r;
+        QStandardItemModel model;
+        SetUpPeerTree(model);
+        QTreeView view;
+        view.resize(800, 600);
+        view.setModel(&model);
+        (void)view.grab();
+        const auto t0 = Clock::now();
+        view.expandAll();
+        (void)view.grab();
+        r.Seconds = Since(t0);
+        return r;
+    });
+}
+
+void BM_Collapse_Ours(benchmark::State& State) {
+    Forked(State, [] {
+        TResult r;
+        TVirtualStringTree tree;
+        SetUpParents(tree);
+        tree.FullExpand();
+        (void)tree.grab();
+        const auto t0 = Clock::now();
+        tree.FullCollapse();
+        (void)tree.grab();
+        r.Seconds = Since(t0);
+        return r;
+    });
+}
+
+void BM_Collapse_Peer(benchmark::State& State) {
+    Forked(State, [] {
+        TResult r;
+        QStandardItemModel model;
+        SetUpPeerTree(model);
+        QTreeView view;
+        view.resize(800, 600);
+        view.setModel(&model);
+        view.expandAll();
+        (void)view.grab();
+        const auto t0 = Clock::now();
+        view.collapseAll();
+        (void)view.grab();
+        r.Seconds = Since(t0);
+        return r;
+    });
+}
+
+// ---- Hit test of the bottom row -------------------------------------------------------
+
+constexpr int kHits = 2000;
+
+void HitOurs(benchmark::State& State, bool Variable) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n, Variable] {
+        TResult r;
+        TBaseVirtualTree tree;
+        tree.SetRootNodeCount(n);
+        if (Variable) {
+            tree.BeginUpdate();
+            uint32_t i = 0;
+            for (PVirtualNode node = tree.GetFirstNoInit(); node; node = node->NextSibling)
+                tree.SetNodeHeight(node, 16 + (i++ * 7919) % 33);
+            tree.EndUpdate();
+        }
+        tree.WaitForValidation();
+        const int y = int(tree.RootNode()->TotalHeight - tree.RootNode()->NodeHeight) - 1;
+        int top = 0;
+        PVirtualNode hit = nullptr;
+        const auto t0 = Clock::now();
+        for (int i = 0; i < kHits; ++i) hit = tree.GetNodeAt(0, y - (i & 7), false, top);
+        r.Seconds = Since(t0) / kHits;
+        benchmark::DoNotOptimize(hit);
+        if (!tree.InState(tsUseCache) || !hit) r.Seconds = -1;
+        return r;
+    }, false);
+}
+
+void HitPeer(benchmark::State& State, bool Variable) {
+    const int n = int(State.range(0));
+    Forked(State, [n, Variable] {
+        TResult r;
+        TLazyModel model(n, Variable);
+        QTreeView view;
+        view.setUniformRowHeights(!Variable);
+        view.resize(800, 600);
+        view.setModel(&model);
+        view.scrollToBottom();
+        (void)view.grab();
+        const int y = view.viewport()->height() - 3;
+        QModelIndex hit;
+        const auto t0 = Clock::now();
+        const int hits = Variable ? 200 : kHits;
+        for (int i = 0; i < hits; ++i) hit = view.indexAt(QPoint(5, y - (i & 7)));
+        r.Seconds = Since(t0) / hits;
+        if (!hit.isValid()) r.Seconds = -1;
+        return r;
+    });
+}
+
+void BM_HitTest_Ours(benchmark::State& State) { HitOurs(State, false); }
+void BM_HitTest_Peer(benchmark::State& State) { HitPeer(State, false); }
+void BM_HitTestVariable_Ours(benchmark::State& State) { HitOurs(State, true); }
+void BM_HitTestVariable_Peer(benchmark::State& State) { HitPeer(State, true); }
+
+// ---- Clear --------------------------------------------------------------------------------
+
+void BM_Clear_Ours(benchmark::State& State) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TBaseVirtualTree tree;
+        tree.SetRootNodeCount(n);
+        const auto t0 = Clock::now();
+        tree.Clear();
+        r.Seconds = Since(t0);
+        return r;
+    }, false);
+}
+
+void BM_Clear_Peer(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        QStandardItemModel model;
+        QList<QStandardItem*> items;
+        for (int i = 0; i < n; ++i) items.append(new QStandardItem);
+        model.invisibleRootItem()->appendRows(items);
+        const auto t0 = Clock::now();
+        model.clear();
+        r.Seconds = Since(t0);
+        return r;
+    }, false);
+}
+
+// ---- Sort siblings by text ------------------------------------------------------------------
+
+void BM_Sort_Ours(benchmark::State& State) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TTextSource source{RandomTexts(n)};
+        TCustomVirtualStringTree tree;
+        source.Attach(tree);
+        tree.SetRootNodeCount(n);
+        tree.ValidateChildren(nullptr, false);
+        tree.OnCompareNodes = [&](TBaseVirtualTree* t, PVirtualNode a, PVirtualNode b, TColumnIndex, int& res) {
+            res = source.Texts[*t->GetNodeData<uint32_t>(a)].compare(source.Texts[*t->GetNodeData<uint32_t>(b)]);
+        };
+        const auto t0 = Clock::now();
+        tree.Sort(nullptr, 0, sdAscending, false);
+        r.Seconds = Since(t0);
+        return r;
+    }, false);
+}
+
+void BM_Sort_Peer(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        const auto texts = RandomTexts(size_t(n));
+        QStandardItemModel model;
+        QList<QStandardItem*> items;
+        for (const auto& t : texts) items.append(new QStandardItem(ToQString(t)));
+        model.invisibleRootItem()->appendRows(items);
+        const auto t0 = Clock::now();
+        model.sort(0);
+        r.Seconds = Since(t0);
+        return r;
+    }, false);
+}
+
+// ---- Incremental search: a prefix hit near the end -----------------------------------------
+
+void BM_Search_Ours(benchmark::State& State) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TTextSource source{RandomTexts(n)};
+        const uint32_t target = n - n / 100;
+        source.Texts[target] = u"zzzzTarget";
+        TVirtualStringTree tree;
+        tree.resize(800, 600);
+        source.Attach(tree);
+        tree.SetRootNodeCount(n);
+        tree.SetSearchOption(isAll);
+        tree.SetSearchStart(ssFocusedNode);
+        (void)tree.grab();
+        const auto t0 = Clock::now();
+        for (char c : std::string("zzzzT")) tree.HandleIncrementalSearch(uint8_t(c));
+        (void)tree.grab();
+        r.Seconds = Since(t0);
+        if (!tree.FocusedNode() || tree.FocusedNode()->Index != target) r.Seconds = -1;
+        return r;
+    });
+}
+
+void BM_Search_Peer(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        auto texts = RandomTexts(size_t(n));
+        const int target = n - n / 100;
+        texts[size_t(target)] = u"zzzzTarget";
+        QStandardItemModel model;
+        QList<QStandardItem*> items;
+        for (const auto& t : texts) items.append(new QStandardItem(ToQString(t)));
+        model.invisibleRootItem()->appendRows(items);
+        QTreeView view;
+        view.resize(800, 600);
+        view.setModel(&model);
+        (void)view.grab();
+        const auto t0 = Clock::now();
+        view.keyboardSearch("zzzzT");
+        (void)view.grab();
+        r.Seconds = Since(t0);
+        if (view.currentIndex().row() != target) r.Seconds = -1;
+        return r;
+    });
+}
+
+// ---- Stream: captioned leaves ------------------------------------------------------------------
+
+void BM_StreamSave_Ours(benchmark::State& State) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TTextSource source{RandomTexts(n)};
+        TCustomVirtualStringTree tree;
+        source.Attach(tree);
+        tree.SetOptions(tree.Options() | toSaveCaptions);
+        tree.SetRootNodeCount(n);
+        tree.ValidateChildren(nullptr, false);
+        TMemoryStream stream;
+        const auto t0 = Clock::now();
+        tree.SaveToStream(stream);
+        r.Seconds = Since(t0);
+        r.BytesPerNode = double(stream.GetSize()) / n;
+        return r;
+    }, false);
+}
+
+QByteArray PeerBytes(const std::vector<String>& Texts) {
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out << qint32(Texts.size());
+    for (const auto& t : Texts) out << QStandardItem(ToQString(t));
+    return bytes;
+}
+
+void BM_StreamSave_Peer(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        const auto texts = RandomTexts(size_t(n));
+        QStandardItemModel model;
+        QList<QStandardItem*> items;
+        for (const auto& t : texts) items.append(new QStandardItem(ToQString(t)));
+        model.invisibleRootItem()->appendRows(items);
+        QByteArray bytes;
+        const auto t0 = Clock::now();
+        QDataStream out(&bytes, QIODevice::WriteOnly);
+        out << qint32(n);
+        for (int i = 0; i < n; ++i) out << *model.item(i);
+        r.Seconds = Since(t0);
+        r.BytesPerNode = double(bytes.size()) / n;
+        return r;
+    }, false);
+}
+
+void BM_StreamLoad_Ours(benchmark::State& State) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TMemoryStream stream;
+        {
+            TTextSource source{RandomTexts(n)};
+            TCustomVirtualStringTree tree;
+            source.Attach(tree);
+            tree.SetOptions(tree.Options() | toSaveCaptions);
+            tree.SetRootNodeCount(n);
+            tree.ValidateChildren(nullptr, false);
+            tree.SaveToStream(stream);
+        }
+        std::vector<String> texts(n);
+        TCustomVirtualStringTree tree;
+        tree.OnNewText = [&](TBaseVirtualTree*, PVirtualNode node, TColumnIndex, const String& s) {
+            texts[node->Index] = s;
+        };
+        stream.SetPosition(0);
+        const auto t0 = Clock::now();
+        tree.LoadFromStream(stream);
+        r.Seconds = Since(t0);
+        if (tree.RootNodeCount() != n || texts[n - 1].empty()) r.Seconds = -1;
+        return r;
+    }, false);
+}
+
+void BM_StreamLoad_Peer(benchmark::State& State) {
+    const int n = int(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        const QByteArray bytes = PeerBytes(RandomTexts(size_t(n)));
+        QStandardItemModel model;
+        const auto t0 = Clock::now();
+        QDataStream in(bytes);
+        qint32 count = 0;
+        in >> count;
+        QList<QStandardItem*> items;
+        items.reserve(count);
+        for (int i = 0; i < count; ++i) {
+            auto* item = new QStandardItem;
+            in >> *item;
+            items.append(item);
+        }
+        model.invisibleRootItem()->appendRows(items);
+        r.Seconds = Since(t0);
+        return r;
+    }, false);
+}
+
+// ---- Validation pass over 16M visible nodes (no peer) ----------------------------------------
+
+void BM_Validation_Ours(benchmark::State& State) {
+    const uint32_t n = uint32_t(State.range(0));
+    Forked(State, [n] {
+        TResult r;
+        TBaseVirtualTree tree;
+        tree.SetRootNodeCount(n);
+        tree.WaitForValidation();
+        tree.InvalidateCache();
+        const auto t0 = Clock::now();
+        tree.ValidateCache();
+        tree.WaitForValidation();
+        r.Seconds = Since(t0);
+        r.BytesPerNode = double(tree.Allocator().ReservedBytes()) / n;
+        if (!tree.InState(tsUseCache)) r.Seconds = -1;
+        return r;
+    }, false);
+}
+
+#define IDE_VT_BENCH(Group, Ours, Peer, PeerName, ...)                                                        \
+    BENCHMARK(Ours)->Name(#Group "/ideVirtualTree")->__VA_ARGS__->Iterations(1)->UseManualTime()->Unit(     \
+        benchmark::kMillisecond);                                                                           \
+    BENCHMARK(Peer)->Name(#Group "/" PeerName)->__VA_ARGS__->Iterations(1)->UseManualTime()->Unit(          \
+        benchmark::kMillisecond);
+
+IDE_VT_BENCH(Build, BM_Build_Ours, BM_Build_Peer, "QTreeViewLazy", Arg(1000000)->Arg(16000000))
+IDE_VT_BENCH(Add, BM_Add_Ours, BM_Add_Peer, "QStandardItemModel", Arg(1000000))
+IDE_VT_BENCH(Expand, BM_Expand_Ours, BM_Expand_Peer, "QTreeView", Args({1000, 1000}))
+IDE_VT_BENCH(Collapse, BM_Collapse_Ours, BM_Collapse_Peer, "QTreeView", Args({1000, 1000}))
+IDE_VT_BENCH(HitTest, BM_HitTest_Ours, BM_HitTest_Peer, "QTreeViewLazy", Arg(16000000))
+IDE_VT_BENCH(HitTestVariable, BM_HitTestVariable_Ours, BM_HitTestVariable_Peer, "QTreeViewLazy", Arg(16000000))
+IDE_VT_BENCH(Clear, BM_Clear_Ours, BM_Clear_Peer, "QStandardItemModel", Arg(1000000))
+IDE_VT_BENCH(Sort, BM_Sort_Ours, BM_Sort_Peer, "QStandardItemModel", Arg(1000000))
+IDE_VT_BENCH(Search, BM_Search_Ours, BM_Search_Peer, "QTreeView", Arg(1000000))
+IDE_VT_BENCH(StreamSave, BM_StreamSave_Ours, BM_StreamSave_Peer, "QDataStream", Arg(1000000))
+IDE_VT_BENCH(StreamLoad, BM_StreamLoad_Ours, BM_StreamLoad_Peer, "QDataStream", Arg(1000000))
+BENCHMARK(BM_Validation_Ours)
+    ->Name("Validation/ideVirtualTree")
+    ->Arg(16000000)
+    ->Iterations(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
