@@ -9,6 +9,7 @@
 //
 // The first view is fixed: 1M rows scrolled to row 500,000 with one node
 // expanded and a few boxes checked, so the screenshot is the same each time.
+#include <QBoxLayout>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
@@ -20,6 +21,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSplitter>
+#include <QStringList>
 #include <QTextStream>
 #include <QTimer>
 
