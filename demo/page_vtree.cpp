@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "Gallery.h"
+#include "platform/QtCanvas.h"
 #include "vtree/widgets/VirtualTreeView.h"
 
 using namespace ide;
@@ -184,6 +185,7 @@ public:
         FTree->WaitForValidation();
         FLog->clear();
         FLog->appendPlainText("(the log starts after the first view was set up)");
+        FBuildMs = -1;  // no timing in the first view: the screenshot stays the same
         UpdatePanel();
     }
 
@@ -308,7 +310,7 @@ private:
                             .arg(qulonglong(FTree->Allocator().ReservedBytes() >> 20))
                             .arg(ToQString(FTree->SearchBuffer()))
                             .arg(FHitTest)
-                            .arg(FSource->currentIndex() == 0 ? QString::number(FBuildMs, 'f', 1) : "\u2014"));
+                            .arg(FSource->currentIndex() == 0 && FBuildMs >= 0 ? QString::number(FBuildMs, 'f', 1) : "\u2014"));
     }
 
     void Sort(TSortDirection Direction) {

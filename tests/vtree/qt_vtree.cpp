@@ -45,8 +45,8 @@ private slots:
     void keysMoveExpandAndSearch() {
         TVirtualStringTree t;
         t.resize(300, 200);
-        t.OnInitNode = [](TBaseVirtualTree*, PVirtualNode, PVirtualNode n, TVirtualNodeInitStates& s) {
-            if (n->Index == 0) s |= ivsHasChildren;
+        t.OnInitNode = [](TBaseVirtualTree*, PVirtualNode parent, PVirtualNode n, TVirtualNodeInitStates& s) {
+            if (!parent && n->Index == 0) s |= ivsHasChildren;
         };
         t.OnInitChildren = [](TBaseVirtualTree*, PVirtualNode, uint32_t& c) { c = 2; };
         Fill(t, 50);
@@ -70,8 +70,8 @@ private slots:
         TVirtualStringTree t;
         t.resize(300, 200);
         t.SetOptions(t.Options() | toCheckSupport);
-        t.OnInitNode = [](TBaseVirtualTree* tr, PVirtualNode, PVirtualNode n, TVirtualNodeInitStates& s) {
-            if (n->Index == 0) s |= ivsHasChildren;
+        t.OnInitNode = [](TBaseVirtualTree* tr, PVirtualNode parent, PVirtualNode n, TVirtualNodeInitStates& s) {
+            if (!parent && n->Index == 0) s |= ivsHasChildren;
             tr->SetCheckType(n, ctCheckBox);
         };
         t.OnInitChildren = [](TBaseVirtualTree*, PVirtualNode, uint32_t& c) { c = 3; };
