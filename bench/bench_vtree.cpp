@@ -33,6 +33,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/QtCanvas.h"
 #include "vtree/widgets/VirtualTreeView.h"
 
 using namespace ide;
