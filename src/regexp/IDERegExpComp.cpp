@@ -69,8 +69,8 @@ const std::array<Char, 65536>& UpCaseTable() {
     return table;
 }
 
-// Delphi's Copy: Index is 1-based; below 1 it counts as 1, past the end
-// gives nothing; Count is clipped to what is there.
+// The part of S from a 1-based Index: an index below 1 counts as 1, one past
+// the end gives nothing, and Count is clipped to what is there.
 String CopyOf(const String& S, int64_t Index, int64_t Count) {
     const int64_t len = static_cast<int64_t>(S.size());
     int64_t i = Index - 1;
@@ -228,7 +228,7 @@ void TIDERegularExpression::CheckSlot(int AMatch) {
 }
 
 // Positions: a slot holds byte offsets, so the character position is the
-// offset halved, truncated toward zero as the original's pointer arithmetic.
+// offset halved, truncated toward zero.
 int TIDERegularExpression::GetMatchPos(int AMatch) {
     CheckSlot(AMatch);
     if (FStarts[AMatch] == NotSet) return -1;  // not defined: the group took no part
@@ -247,12 +247,11 @@ String TIDERegularExpression::GetMatch(int AMatch) {
     return CopyOf(FText, GetMatchPos(AMatch) + 1, GetMatchLen(AMatch));
 }
 
-// Replaces the slot's text. Without reAutoMatch the slots are then moved as
-// the original engine moved its byte addresses: by the distance the text's
-// storage moved plus, for positions after the slot's start, the change of
-// length, both counted in characters but added to byte positions. Here the
-// storage is taken to stay in place (the first term is 0), so a position after
-// the slot's start moves by half the change of length, in characters.
+// Replaces the slot's text. Without reAutoMatch the slots are then moved, by
+// a rule this engine keeps on purpose: a position after the slot's start moves
+// by the change of length counted in characters but added to a byte offset,
+// that is by half the change of length in characters. Callers must not rely
+// on the later slots after a SetMatch without reAutoMatch.
 void TIDERegularExpression::SetMatch(int AMatch, const String& AText) {
     CheckSlot(AMatch);
     if (FStarts[AMatch] == NotSet || FEnds[AMatch] == NotSet) REError(SErrorNotFound);

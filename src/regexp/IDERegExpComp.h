@@ -146,14 +146,20 @@ private:
     void EmitOpndTailFixup(PNode P, PNode Val);
     void Analyse(int Flags);
     void BuildSetIndex();
+    // Fewer than ten groups: every node kind is what it says, and a try can
+    // fail in no other way than by not matching. The search shortcuts that
+    // go beyond the classic ones apply only then.
+    bool Analysable() const;
 
     // Matcher.
     bool MatchText(size_t Start);
-    bool MatchExec(PCNode Node);
-    size_t MatchSimpleCount(PCNode Node);
+    size_t MatchSimpleCount(PCNode Node, size_t Pos) const;
     bool InSet(PCNode Node, Char C) const;
     Char Ch(size_t Pos) const { return Pos <= FLen ? FSubject[Pos] : Char(0); }
     void PrepareSubject();
+    PCNode NextAlternative(PCNode Branch, Char C) const;
+    bool RepeatMayGoOn(PCNode Repeat, PCNode Next, Char C) const;
+    void PopChoice();
 
     TIDERegularExpression* FRE;  // owner, not owned
     String FCIPattern;           // the pattern as compiled
@@ -184,19 +190,44 @@ private:
     std::bitset<256> FFirstSet;     // possible first characters below 256
     bool FFirstWide = false;        // a first character may be 256 or above
 
+    // Characters a chain of nodes can start with, where known: a try of the
+    // chain fails at once on any other character. Per tnBRANCH node (for its
+    // operand) and per tnSTAR / tnPLUS node (for what follows it), by unit
+    // offset, an index into FFirstSets; -1 where nothing is known. Only for
+    // programs of fewer than ten groups.
+    struct TFirstSet {
+        std::bitset<256> Low;  // possible first characters below 256
+        bool Wide = false;     // a first character may be 256 or above
+        bool Test(Char C) const { return C < 256 ? Low[C] : Wide; }
+    };
+    std::vector<int32_t> FFirstIndex;
+    std::vector<TFirstSet> FFirstSets;
+    const TFirstSet* FirstSetOf(PCNode Node) const {
+        const size_t at = static_cast<size_t>(Node - FNodes);
+        if (at >= FFirstIndex.size() || FFirstIndex[at] < 0) return nullptr;
+        return &FFirstSets[static_cast<size_t>(FFirstIndex[at])];
+    }
+    void BuildFirstSets();
+
+    // The backtrack stack: choices still open and the slot values to put
+    // back when the matcher returns to them. It lives on the heap, so the
+    // depth of a search is bounded by memory, not by the thread's stack.
+    enum TFrameKind : uint32_t { fkAlternative, fkRepeat, fkSlot };
+    struct TFrame {
+        TFrameKind Kind;
+        uint32_t Node;  // unit offset of the next alternative / of the repeat; a slot's node kind
+        size_t Pos;     // position to go on from / last position tried / the slot's old value
+        size_t Aux;     // a repeat's lowest position / the slot's old FSavedAt
+    };
+    static constexpr size_t NoChoice = SIZE_MAX;
+    std::vector<TFrame> FStack;
+    size_t FTopChoice = NoChoice;     // index of the newest choice frame
+    size_t FSavedAt[tnCLOSE9 + 1];    // per group node kind: the choice its slot was saved under
+
     // The subject while matching.
     const Char* FSubject = nullptr;
     size_t FLen = 0;
-#ifdef IDE_REGEXP_STEP_BUDGET
-    long FSteps = 0;
-#endif
 };
-
-#ifdef IDE_REGEXP_STEP_BUDGET
-// Builds for fuzzing bound the work of one match; this is raised past the
-// bound. Never part of a normal build.
-IDE_DECLARE_EXCEPTION(ERETooMuchWork, Exception)
-#endif
 
 // The component. Set Pattern, Options and Text, then ask IsMatch and the
 // slots; or call Match(Text). Pattern, options and character sets invalidate
@@ -252,13 +283,11 @@ public:
     TIsMatch IsMatchState() const { return FIsMatch; }
 
     // The slots hold byte offsets into the text's storage (a character is two
-    // bytes), or NotSet. The original engine kept byte addresses with nil for
-    // "not set"; offset 0 being a real position here, NotSet stands for nil.
-    // An offset is valid in the text and in its upper-cased copy alike, so
-    // the translation from the copy to the text after a case-insensitive
-    // match changes nothing, and the slots of groups not taken stay NotSet
-    // (the original gave them meaningless values). GetMatchPos answers -1 and
-    // GetMatchLen 0 for such a slot; GetMatch an empty string.
+    // bytes), or NotSet for a slot that is not set (offset 0 is a real
+    // position). An offset is valid in the text and in its upper-cased copy
+    // alike, so a case-insensitive match needs no translation from the copy
+    // to the text, and the slots of groups not taken stay NotSet. GetMatchPos
+    // answers -1 and GetMatchLen 0 for such a slot; GetMatch an empty string.
     static constexpr int64_t NotSet = INT64_MIN;
     int64_t SlotStart(int AMatch) const { return FStarts[AMatch]; }
     int64_t SlotEnd(int AMatch) const { return FEnds[AMatch]; }
@@ -280,6 +309,8 @@ private:
     std::unique_ptr<TCompiledRE> FCompiledRE;
     uint64_t FTextVersion = 1;  // bumped whenever FText changes
 };
+
+inline bool TCompiledRE::Analysable() const { return FRE->FMatchCount <= 10; }
 
 // The engine's upper-casing of one UTF-16 code unit: a fixed table, the same
 // in every locale, that keeps the length of the text (one unit to one unit).

@@ -1,7 +1,9 @@
 // The compiler: a recursive-descent scan of the pattern that runs twice. The
 // first pass only counts the program's size; the block is then allocated once
 // and the second pass writes the nodes into it.
+#include <algorithm>
 #include <climits>
+#include <iterator>
 #include <cstdio>
 #include <new>
 
@@ -29,6 +31,7 @@ bool IsMeta(Char C) {
 }  // namespace
 
 TCompiledRE::TCompiledRE(TIDERegularExpression* ARE) : FRE(ARE) {
+    std::fill(std::begin(FSavedAt), std::end(FSavedAt), NoChoice);
     FCIPattern = FRE->FOptions.Contains(reCaseInsensitive) ? REUpperCase(FRE->FPattern) : FRE->FPattern;
     int flags = 0;
     PNode top = nullptr;
@@ -54,6 +57,7 @@ TCompiledRE::TCompiledRE(TIDERegularExpression* ARE) : FRE(ARE) {
 
     Analyse(flags);
     BuildSetIndex();
+    BuildFirstSets();
 }
 
 TCompiledRE::~TCompiledRE() = default;
@@ -383,61 +387,12 @@ void TCompiledRE::Analyse(int Flags) {
 
     // Beyond the classic shortcuts: when no first character is known, the set
     // of characters a match can start with lets the search skip positions
-    // where a try would fail at once. Only for programs whose node kinds are
-    // all what they say (fewer than ten groups), where a try can fail in no
-    // other way than by returning False.
-    if (!FAnchor && FBegin == 0 && FRE->FMatchCount <= 10) {
+    // where a try would fail at once.
+    if (!FAnchor && FBegin == 0 && Analysable()) {
+        int budget = FirstWalkBudget;
         std::bitset<256> set;
         bool wide = false;
-        int budget = 4096;
-        struct Walker {
-            int& budget;
-            bool First(PCNode n, int depth, std::bitset<256>& set, bool& wide) const {
-                if (!n || depth > 64 || --budget < 0) return false;
-                switch (Kind(n)) {
-                case tnEXACTLY: {
-                    const Char c = Operand(n)[0];
-                    if (c == 0) return false;
-                    if (c < 256) set.set(c); else wide = true;
-                    return true;
-                }
-                case tnANYOF:
-                    for (PCNode s = Operand(n); *s; ++s)
-                        if (*s < 256) set.set(*s); else wide = true;
-                    return true;
-                case tnANYBUT: {
-                    std::bitset<256> members;
-                    for (PCNode s = Operand(n); *s; ++s)
-                        if (*s < 256) members.set(*s);
-                    members.set(0);
-                    set |= ~members;
-                    wide = true;
-                    return true;
-                }
-                case tnPLUS:
-                    return First(Operand(n), depth + 1, set, wide);
-                case tnSTAR:
-                    return First(Operand(n), depth + 1, set, wide) && First(NextNode(n), depth + 1, set, wide);
-                case tnBRANCH: {
-                    PCNode next = NextNode(n);
-                    if (!next || Kind(next) != tnBRANCH) return First(Operand(n), depth + 1, set, wide);
-                    for (PCNode b = n; b && Kind(b) == tnBRANCH; b = NextNode(b))
-                        if (!First(Operand(b), depth + 1, set, wide)) return false;
-                    return true;
-                }
-                case tnNOTHING:
-                    return First(NextNode(n), depth + 1, set, wide);
-                default: {
-                    const int k = Kind(n);
-                    if ((k >= tnOPEN1 && k <= tnOPEN9) || (k >= tnCLOSE1 && k <= tnCLOSE9))
-                        return First(NextNode(n), depth + 1, set, wide);
-                    return false;  // ., ^, $, the end: a try may succeed anywhere
-                }
-                }
-            }
-        };
-        Walker w{budget};
-        if (w.First(FNodes, 0, set, wide)) {
+        if (FirstChars(FNodes, 0, budget, set, wide)) {
             FHasFirstSet = true;
             FFirstSet = set;
             FFirstWide = wide;

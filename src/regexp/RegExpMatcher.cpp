@@ -1,11 +1,14 @@
-// The matcher: walks the program by recursion, one try per start position.
+// The matcher: walks the program with a backtrack stack on the heap, one try
+// per start position.
 //
 // Positions are indexes into the subject (the text, or its upper-cased copy);
 // the subject's terminator sits at index FLen. A `.` on the terminator
 // succeeds and moves one past it; that position reads as a terminator for the
 // node that follows, and a `.` there has nothing left to step over and fails.
 // No position ever goes further, so every loop in a program ends.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "regexp/IDERegExpComp.h"
 #include "regexp/RegExpProgram.h"
@@ -56,9 +59,7 @@ void TCompiledRE::PrepareSubject() {
 
 bool TCompiledRE::Match(size_t Start) {
     PrepareSubject();
-#ifdef IDE_REGEXP_STEP_BUDGET
-    FSteps = 0;
-#endif
+    FRE->ResetMatches();  // every try leaves the slots as clear as it found them
     if (Start > FLen) return false;
     const Char* s = FSubject;
 
@@ -102,13 +103,183 @@ bool TCompiledRE::Match(size_t Start) {
     return false;
 }
 
+// One try at Start: a depth-first walk of the program that keeps its open
+// choices on FStack rather than on the thread's stack. The walk is the one of
+// a recursive matcher that calls itself for every alternative, every length
+// of a repeat and every group node, and returns at once from the first
+// tnEND it reaches:
+// - an alternative: the later ones are kept as a choice to come back to;
+// - a simple repeat: it takes as many as it can, then gives back one at a
+//   time; the shorter lengths are kept as one choice;
+// - a group node sets its slot on the way forward, and the old value is kept
+//   for the choice it was set under, so going back to a choice puts back
+//   what the slots held there. On success each slot therefore holds the value
+//   of the last group node of its kind on the path that succeeded, which is
+//   what a recursive matcher that sets slots on its way back from success,
+//   first set winning, leaves.
+// Slots are clear when a try starts and are left clear when it fails.
 bool TCompiledRE::MatchText(size_t Start) {
-    FPos = Start;
-    FRE->ResetMatches();
-    if (!MatchExec(FNodes)) return false;
-    FRE->FStarts[0] = static_cast<int64_t>(Start) * 2;
-    FRE->FEnds[0] = static_cast<int64_t>(FPos) * 2;
-    return true;
+    const Char* const s = FSubject;
+    const size_t len = FLen;
+    int64_t* const starts = FRE->FStarts.data();
+    int64_t* const ends = FRE->FEnds.data();
+    bool dirty = false;  // a slot was set with no choice open
+    size_t pos = Start;
+    PCNode node = FNodes;
+    FStack.clear();
+    FTopChoice = NoChoice;
+
+    for (;;) {
+        // Run forward from node until it fails.
+        for (;;) {
+            if (!node) REError(SErrorInvalidParameter);  // fell off the chain
+            PCNode next = NextNode(node);
+            const int kind = Kind(node);
+            switch (kind) {
+            case tnEND:
+                FStack.clear();
+                if (FTopChoice != NoChoice) std::fill(std::begin(FSavedAt), std::end(FSavedAt), NoChoice);
+                FTopChoice = NoChoice;
+                FRE->FStarts[0] = static_cast<int64_t>(Start) * 2;
+                FRE->FEnds[0] = static_cast<int64_t>(pos) * 2;
+                return true;
+            case tnBOL:
+                if (pos != 0) goto fail;
+                break;
+            case tnEOL:
+                if (Ch(pos) != 0) goto fail;
+                break;
+            case tnANY:
+                if (pos > len) goto fail;  // nothing left to step over
+                ++pos;
+                break;
+            case tnANYOF: {
+                const Char c = Ch(pos);
+                if (c == 0 || !InSet(node, c)) goto fail;
+                ++pos;
+                break;
+            }
+            case tnANYBUT: {
+                const Char c = Ch(pos);
+                if (c == 0 || InSet(node, c)) goto fail;
+                ++pos;
+                break;
+            }
+            case tnEXACTLY: {
+                PCNode op = Operand(node);
+                if (op[0] != Ch(pos)) goto fail;
+                if (op[0] == 0) break;  // an empty operand matches a terminator
+                // pos <= len here, and the subject's terminator differs from
+                // every operand character, so the compare stops in time.
+                size_t i = 1;
+                for (; op[i] != 0; ++i)
+                    if (op[i] != s[pos + i]) goto fail;
+                pos += i;
+                break;
+            }
+            case tnNOTHING:
+                break;
+            case tnBRANCH:
+                if (!next || Kind(next) != tnBRANCH) {
+                    next = Operand(node);  // no choice
+                } else {
+                    const Char c = Ch(pos);
+                    const TFirstSet* first = FirstSetOf(node);
+                    PCNode take = !first || first->Test(c) ? node : NextAlternative(node, c);
+                    if (!take) goto fail;
+                    if (PCNode later = NextAlternative(take, c)) {
+                        FTopChoice = FStack.size();
+                        FStack.push_back({fkAlternative, static_cast<uint32_t>(later - FNodes), pos, 0});
+                    }
+                    next = Operand(take);
+                }
+                break;
+            case tnSTAR:
+            case tnPLUS: {
+                const size_t low = pos + (kind == tnPLUS ? 1 : 0);
+                size_t at = MatchSimpleCount(Operand(node), pos);
+                if (at < low) goto fail;
+                // The longest length first, then shorter ones down to low.
+                while (!RepeatMayGoOn(node, next, Ch(at))) {
+                    if (at == low) goto fail;
+                    --at;
+                }
+                if (at > low) {
+                    FTopChoice = FStack.size();
+                    FStack.push_back({fkRepeat, static_cast<uint32_t>(node - FNodes), at, low});
+                }
+                pos = at;
+                break;
+            }
+            default:
+                if (const bool open = kind >= tnOPEN1 && kind <= tnOPEN9; open || (kind >= tnCLOSE1 && kind <= tnCLOSE9)) {
+                    int64_t& slot = open ? starts[kind - tnOPEN] : ends[kind - tnCLOSE];
+                    if (FTopChoice == NoChoice) {
+                        dirty = true;
+                    } else if (FSavedAt[kind] != FTopChoice) {
+                        FStack.push_back({fkSlot, static_cast<uint32_t>(kind), static_cast<size_t>(slot), FSavedAt[kind]});
+                        FSavedAt[kind] = FTopChoice;
+                    }
+                    slot = static_cast<int64_t>(pos) * 2;
+                    break;
+                }
+                REError(SErrorInternal);
+            }
+            node = next;
+        }
+
+    fail:
+        // Back to the newest open choice, putting slots back on the way.
+        for (;;) {
+            if (FStack.empty()) {
+                if (dirty)
+                    for (int i = 1; i <= 9; ++i) starts[i] = ends[i] = TIDERegularExpression::NotSet;
+                return false;
+            }
+            TFrame& f = FStack.back();
+            if (f.Kind == fkSlot) {
+                const int kind = static_cast<int>(f.Node);
+                (kind <= tnOPEN9 ? starts[kind - tnOPEN] : ends[kind - tnCLOSE]) = static_cast<int64_t>(f.Pos);
+                FSavedAt[kind] = f.Aux;
+                FStack.pop_back();
+                continue;
+            }
+            if (f.Kind == fkAlternative) {
+                PCNode take = FNodes + f.Node;
+                pos = f.Pos;
+                if (PCNode later = NextAlternative(take, Ch(pos)))
+                    f.Node = static_cast<uint32_t>(later - FNodes);
+                else
+                    PopChoice();
+                node = Operand(take);
+                break;
+            }
+            // A repeat: the next shorter length that may go on.
+            PCNode repeat = FNodes + f.Node;
+            PCNode next = NextNode(repeat);
+            const size_t low = f.Aux;
+            size_t at = f.Pos;
+            bool found = false;
+            while (at > low) {
+                --at;
+                if (RepeatMayGoOn(repeat, next, Ch(at))) {
+                    found = true;
+                    break;
+                }
+            }
+            if (!found) {
+                PopChoice();
+                continue;
+            }
+            if (at > low)
+                f.Pos = at;
+            else
+                PopChoice();
+            pos = at;
+            node = next;
+            break;
+        }
+    }
 }
 
 bool TCompiledRE::InSet(PCNode Node, Char C) const {
@@ -125,105 +296,41 @@ bool TCompiledRE::InSet(PCNode Node, Char C) const {
     return false;
 }
 
-bool TCompiledRE::MatchExec(PCNode Node) {
-    if (!Node) REError(SErrorInvalidParameter);
-#ifdef IDE_REGEXP_STEP_BUDGET
-    if (++FSteps > IDE_REGEXP_STEP_BUDGET) throw ERETooMuchWork("step budget exhausted");
-#endif
-    PCNode scan = Node;
-    while (scan) {
-        PCNode next = NextNode(scan);
-        const int kind = Kind(scan);
-        switch (kind) {
-        case tnEND:
-            return true;
-        case tnBOL:
-            if (FPos != 0) return false;
-            break;
-        case tnEOL:
-            if (Ch(FPos) != 0) return false;
-            break;
-        case tnANY:
-            if (FPos > FLen) return false;  // nothing left to step over
-            ++FPos;
-            break;
-        case tnANYOF: {
-            const Char c = Ch(FPos);
-            if (c == 0 || !InSet(scan, c)) return false;
-            ++FPos;
-            break;
-        }
-        case tnANYBUT: {
-            const Char c = Ch(FPos);
-            if (c == 0 || InSet(scan, c)) return false;
-            ++FPos;
-            break;
-        }
-        case tnEXACTLY: {
-            PCNode op = Operand(scan);
-            if (op[0] != Ch(FPos)) return false;
-            if (op[0] == 0) break;  // an empty operand matches a terminator
-            // FPos <= FLen here, and the subject's terminator differs from
-            // every operand character, so the compare stops in time.
-            size_t i = 1;
-            for (; op[i] != 0; ++i)
-                if (op[i] != FSubject[FPos + i]) return false;
-            FPos += i;
-            break;
-        }
-        case tnNOTHING:
-            break;
-        case tnBRANCH:
-            if (!next || Kind(next) != tnBRANCH) {
-                next = Operand(scan);  // no choice
-            } else {
-                do {
-                    const size_t save = FPos;
-                    if (MatchExec(Operand(scan))) return true;
-                    FPos = save;
-                    scan = NextNode(scan);
-                } while (scan && Kind(scan) == tnBRANCH);
-                return false;
-            }
-            break;
-        case tnSTAR:
-        case tnPLUS: {
-            const Char nextChar = next && Kind(next) == tnEXACTLY ? Operand(next)[0] : Char(0);
-            const size_t min = kind == tnPLUS ? 1 : 0;
-            const size_t save = FPos;
-            size_t count = MatchSimpleCount(Operand(scan));
-            while (count >= min) {
-                if (nextChar == 0 || Ch(FPos) == nextChar)
-                    if (MatchExec(next)) return true;
-                if (count == 0) break;
-                --count;
-                FPos = save + count;
-            }
-            return false;
-        }
-        default:
-            // A group's start or end: set on the way back from success, and
-            // the first set wins.
-            if (const bool open = kind >= tnOPEN1 && kind <= tnOPEN9; open || (kind >= tnCLOSE1 && kind <= tnCLOSE9)) {
-                const size_t save = FPos;
-                if (!MatchExec(next)) return false;
-                int64_t& slot = open ? FRE->FStarts[static_cast<size_t>(kind - tnOPEN)]
-                                     : FRE->FEnds[static_cast<size_t>(kind - tnCLOSE)];
-                if (slot == TIDERegularExpression::NotSet) slot = static_cast<int64_t>(save) * 2;
-                return true;
-            }
-            REError(SErrorInternal);
-        }
-        scan = next;
-    }
-    REError(SErrorInvalidParameter);  // fell off the chain
+// Drops the newest choice frame; the one below it becomes the newest. Between
+// two choices lie at most one saved slot per group node kind.
+void TCompiledRE::PopChoice() {
+    FStack.pop_back();
+    size_t i = FStack.size();
+    while (i > 0 && FStack[i - 1].Kind == fkSlot) --i;
+    FTopChoice = i > 0 ? i - 1 : NoChoice;
 }
 
-// Advances FPos over as many repetitions of the simple node as there are, and
-// returns their number.
-size_t TCompiledRE::MatchSimpleCount(PCNode Node) {
+// The alternative after Branch that may match at a character C, or null.
+TCompiledRE::PCNode TCompiledRE::NextAlternative(PCNode Branch, Char C) const {
+    for (PCNode b = NextNode(Branch); b && Kind(b) == tnBRANCH; b = NextNode(b)) {
+        const TFirstSet* first = FirstSetOf(b);
+        if (!first || first->Test(C)) return b;
+    }
+    return nullptr;
+}
+
+// Whether what follows a repeat may match at a character C: by the first
+// characters of what follows where they are known, else by the first
+// character of a literal that follows.
+bool TCompiledRE::RepeatMayGoOn(PCNode Repeat, PCNode Next, Char C) const {
+    if (const TFirstSet* first = FirstSetOf(Repeat)) return first->Test(C);
+    if (Next && Kind(Next) == tnEXACTLY) {
+        const Char want = Operand(Next)[0];
+        return want == 0 || C == want;
+    }
+    return true;
+}
+
+// The position after as many repetitions of the simple node from Pos as there
+// are.
+size_t TCompiledRE::MatchSimpleCount(PCNode Node, size_t Pos) const {
     const Char* s = FSubject;
-    size_t p = FPos;
+    size_t p = Pos;
     switch (Kind(Node)) {
     case tnANY:
         if (p <= FLen) p = FindUnitOrEnd(s, FLen, p, 0);
@@ -255,9 +362,7 @@ size_t TCompiledRE::MatchSimpleCount(PCNode Node) {
     default:
         REError(SErrorInternal);
     }
-    const size_t count = p - FPos;
-    FPos = p;
-    return count;
+    return p;
 }
 
 }  // namespace ide

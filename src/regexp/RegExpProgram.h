@@ -3,6 +3,7 @@
 // 4-byte fields are read and written by memcpy.
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 #include <cstring>
 
@@ -50,6 +51,16 @@ inline size_t StrLen(const Char* S) {
     while (S[n] != 0) ++n;
     return n;
 }
+
+// The characters a try of the chain from N can start with: a try at a
+// position whose character is not among them fails at once, without touching
+// a slot. False when that isn't known (the chain can match empty, or starts
+// with `.`, `^`, `$`), or when the walk would take more than Depth levels or
+// Budget nodes. Only for programs of fewer than ten groups, whose node kinds
+// are all what they say. Set gets the characters below 256; Wide is set when
+// a character of 256 or above may start a match.
+inline constexpr int FirstWalkBudget = 4096;
+bool FirstChars(const Char* N, int Depth, int& Budget, std::bitset<256>& Set, bool& Wide);
 
 inline const char* KindName(int Kind) {
     static const char* const Names[] = {
