@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -210,6 +211,14 @@ bool TIDERegularExpression::MatchFrom(size_t Start) {
     const bool found = FCompiledRE->Match(Start);
     FIsMatch = found ? imYes : imNo;
     return found;
+}
+
+int64_t TIDERegularExpression::DefaultStepBudget(size_t Chars) {
+    constexpr int64_t Base = 1000000;
+    constexpr int64_t PerChar = 256;
+    const uint64_t n = static_cast<uint64_t>(Chars) + 1;
+    if (n > static_cast<uint64_t>((INT64_MAX - Base) / PerChar)) return INT64_MAX;
+    return Base + PerChar * static_cast<int64_t>(n);
 }
 
 bool TIDERegularExpression::IsMatch() {

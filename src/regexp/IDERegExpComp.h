@@ -48,6 +48,11 @@ IDE_DECLARE_EXCEPTION(EREError, Exception)
 // Raises EREError with one of the messages of IDERegExpConst.h.
 [[noreturn]] void REError(const char* Msg);
 
+// A search that took more steps than the component's StepBudget allows, with
+// the text SErrorStepBudget. It is an EREError, so a caller that handles the
+// engine's errors handles this one too.
+IDE_DECLARE_EXCEPTION(EREStepBudgetExceeded, EREError)
+
 enum TREOption : uint8_t { reCaseInsensitive, reAutoMatch };
 
 // A set of TREOption.
@@ -112,8 +117,11 @@ public:
     TCompiledRE& operator=(const TCompiledRE&) = delete;
 
     // Searches FRE's text, trying positions from Start on (0 for Match), and
-    // fills FRE's slots on success.
+    // fills FRE's slots on success. Raises EREStepBudgetExceeded when the
+    // search takes more steps than FRE's step budget allows.
     bool Match(size_t Start);
+    // Steps taken by the last search (see TIDERegularExpression::StepBudget).
+    int64_t StepsUsed() const { return FStepsUsed; }
 
     // Introspection, for tests and the gallery.
     int64_t CodeSize() const { return FCodeSize; }
@@ -160,6 +168,7 @@ private:
     PCNode NextAlternative(PCNode Branch, Char C) const;
     bool RepeatMayGoOn(PCNode Repeat, PCNode Next, Char C) const;
     void PopChoice();
+    [[noreturn]] void StepBudgetExceeded();
 
     TIDERegularExpression* FRE;  // owner, not owned
     String FCIPattern;           // the pattern as compiled
@@ -222,6 +231,8 @@ private:
     static constexpr size_t NoChoice = SIZE_MAX;
     std::vector<TFrame> FStack;
     size_t FTopChoice = NoChoice;     // index of the newest choice frame
+    int64_t FStepsLeft = 0;           // of the budget of the current search
+    int64_t FStepsUsed = 0;           // by the last search
     size_t FSavedAt[tnCLOSE9 + 1];    // per group node kind: the choice its slot was saved under
 
     // The subject while matching.
@@ -277,6 +288,29 @@ public:
     int GetMatchLen(int AMatch);
     void SetMatch(int AMatch, const String& AText);
 
+    // The step budget of one search (Match, MatchFrom, IsMatch and every
+    // setter that matches with reAutoMatch). A step is one node of the
+    // program run, or one return to an open choice; a search that needs more
+    // raises EREStepBudgetExceeded instead of running on. A backtracking
+    // matcher takes exponential time on some patterns ("(a+)+b" on a long
+    // run of a's), and the budget keeps such a search from freezing its
+    // caller.
+    //   AutoStepBudget (the default): DefaultStepBudget of the characters
+    //     searched, enough for any search whose work grows linearly with the
+    //     text;
+    //   NoStepBudget (any negative value): no limit;
+    //   a positive number: that many steps.
+    // Changing the budget changes neither the program nor the last result.
+    static constexpr int64_t AutoStepBudget = 0;
+    static constexpr int64_t NoStepBudget = -1;
+    int64_t StepBudget() const { return FStepBudget; }
+    void SetStepBudget(int64_t Value) { FStepBudget = Value; }
+    // 1,000,000 steps plus 256 for every character from the start of the
+    // search to the end of the text, the terminator included.
+    static int64_t DefaultStepBudget(size_t Chars);
+    // Steps taken by the last search; 0 before the first.
+    int64_t StepsUsed() const { return FCompiledRE ? FCompiledRE->StepsUsed() : 0; }
+
     // State, for tests and tools.
     bool Compiled() const { return FCompiledRE != nullptr; }
     TCompiledRE* CompiledRE() const { return FCompiledRE.get(); }
@@ -308,6 +342,7 @@ private:
     std::vector<int64_t> FEnds;
     std::unique_ptr<TCompiledRE> FCompiledRE;
     uint64_t FTextVersion = 1;  // bumped whenever FText changes
+    int64_t FStepBudget = AutoStepBudget;
 };
 
 inline bool TCompiledRE::Analysable() const { return FRE->FMatchCount <= 10; }

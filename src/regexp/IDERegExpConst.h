@@ -15,5 +15,7 @@ inline constexpr const char* SErrorInvalidRange = "Invalid range specifier";
 inline constexpr const char* SErrorUnmatchedBracket = "Unmatched \"[\"";
 inline constexpr const char* SErrorTrailingBackslash = R"(Trailing "\\" not allowed)";  // two backslashes
 inline constexpr const char* SErrorInternal = "*** internal RE error ***";
+inline constexpr const char* SErrorStepBudget =
+    "Regular expression search stopped: it took more steps than its budget allows (the pattern backtracks too much)";
 
 }  // namespace ide

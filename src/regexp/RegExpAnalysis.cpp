@@ -44,11 +44,14 @@ bool reprog::FirstChars(const Char* N, int Depth, int& Budget, std::bitset<256>&
     }
     case tnNOTHING:
         return FirstChars(NextNode(N), Depth + 1, Budget, Set, Wide);
+    case tnEOL:
+        Set.set(0);  // only where the character reads as the terminator
+        return true;
     default: {
         const int k = Kind(N);
         if ((k >= tnOPEN1 && k <= tnOPEN9) || (k >= tnCLOSE1 && k <= tnCLOSE9))
             return FirstChars(NextNode(N), Depth + 1, Budget, Set, Wide);
-        return false;  // ., ^, $, the end: a try may succeed anywhere
+        return false;  // ., ^, the end: a try may succeed anywhere
     }
     }
 }

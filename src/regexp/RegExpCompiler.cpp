@@ -392,7 +392,8 @@ void TCompiledRE::Analyse(int Flags) {
         int budget = FirstWalkBudget;
         std::bitset<256> set;
         bool wide = false;
-        if (FirstChars(FNodes, 0, budget, set, wide)) {
+        // The search never tries a terminator by its first characters.
+        if (FirstChars(FNodes, 0, budget, set, wide) && !set[0]) {
             FHasFirstSet = true;
             FFirstSet = set;
             FFirstWide = wide;

@@ -60,7 +60,18 @@ void TCompiledRE::PrepareSubject() {
 bool TCompiledRE::Match(size_t Start) {
     PrepareSubject();
     FRE->ResetMatches();  // every try leaves the slots as clear as it found them
+    FStepsUsed = 0;
     if (Start > FLen) return false;
+    const int64_t budget = FRE->FStepBudget == TIDERegularExpression::AutoStepBudget
+                               ? TIDERegularExpression::DefaultStepBudget(FLen - Start)
+                           : FRE->FStepBudget < 0 ? INT64_MAX
+                                                  : FRE->FStepBudget;
+    FStepsLeft = budget;
+    struct CountSteps {
+        TCompiledRE& re;
+        int64_t budget;
+        ~CountSteps() { re.FStepsUsed = budget - std::max<int64_t>(re.FStepsLeft, 0); }
+    } count{*this, budget};
     const Char* s = FSubject;
 
     // A literal that every match contains: without it, nothing to try.
@@ -128,11 +139,13 @@ bool TCompiledRE::MatchText(size_t Start) {
     PCNode node = FNodes;
     FStack.clear();
     FTopChoice = NoChoice;
+    int64_t& left = FStepsLeft;
 
     for (;;) {
         // Run forward from node until it fails.
         for (;;) {
             if (!node) REError(SErrorInvalidParameter);  // fell off the chain
+            if (--left < 0) StepBudgetExceeded();
             PCNode next = NextNode(node);
             const int kind = Kind(node);
             switch (kind) {
@@ -237,6 +250,7 @@ bool TCompiledRE::MatchText(size_t Start) {
                 return false;
             }
             TFrame& f = FStack.back();
+            if (f.Kind != fkSlot && --left < 0) StepBudgetExceeded();
             if (f.Kind == fkSlot) {
                 const int kind = static_cast<int>(f.Node);
                 (kind <= tnOPEN9 ? starts[kind - tnOPEN] : ends[kind - tnCLOSE]) = static_cast<int64_t>(f.Pos);
@@ -294,6 +308,14 @@ bool TCompiledRE::InSet(PCNode Node, Char C) const {
     for (PCNode s = Operand(Node); *s; ++s)
         if (*s == C) return true;
     return false;
+}
+
+void TCompiledRE::StepBudgetExceeded() {
+    FStack.clear();
+    std::fill(std::begin(FSavedAt), std::end(FSavedAt), NoChoice);
+    FTopChoice = NoChoice;
+    FRE->ResetMatches();
+    throw EREStepBudgetExceeded(SErrorStepBudget);
 }
 
 // Drops the newest choice frame; the one below it becomes the newest. Between

@@ -54,8 +54,9 @@ inline size_t StrLen(const Char* S) {
 
 // The characters a try of the chain from N can start with: a try at a
 // position whose character is not among them fails at once, without touching
-// a slot. False when that isn't known (the chain can match empty, or starts
-// with `.`, `^`, `$`), or when the walk would take more than Depth levels or
+// a slot. Member 0 stands for the terminator (a chain that may start with
+// `$`). False when that isn't known (the chain can match empty, or starts
+// with `.` or `^`), or when the walk would take more than Depth levels or
 // Budget nodes. Only for programs of fewer than ten groups, whose node kinds
 // are all what they say. Set gets the characters below 256; Wide is set when
 // a character of 256 or above may start a match.

@@ -1,5 +1,6 @@
 // Limits: the matcher works at any subject length (its choices live on the
-// heap, not on the thread's stack).
+// heap, not on the thread's stack), and the step budget stops searches that
+// backtrack exponentially with a clear error, never linear ones.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -7,11 +8,19 @@
 #include "RegExpTestUtil.h"
 
 using namespace ide;
+using retest::RaisesRE;
 using retest::U;
 
 namespace {
 
 constexpr size_t kLong = 10000000;
+
+// "abab...ab", Length characters.
+String Pairs(size_t Length) {
+    String text(Length, u'a');
+    for (size_t i = 1; i < Length; i += 2) text[i] = u'b';
+    return text;
+}
 
 // A quoted string of Body characters with an escaped quote and an escaped
 // backslash every few characters, then a tail after the closing quote.
@@ -40,8 +49,7 @@ TEST(RegExpLimits, RepeatsOverGroupsWorkAtAnySubjectLength) {
     EXPECT_EQ(re.GetMatch(1), U(R"(\\)"));  // the last iteration: the escaped backslash
     EXPECT_EQ(re.GetMatchPos(1), closing - 2);
 
-    String pairs;
-    for (size_t i = 0; i < kLong / 2; ++i) pairs += u"ab";
+    String pairs = Pairs(kLong);
     re.SetPattern(U("(ab)*c"));
     EXPECT_FALSE(re.Match(pairs));  // no c: every start position fails, none crashes
     pairs += u'c';
@@ -60,9 +68,7 @@ TEST(RegExpLimits, RepeatsOverGroupsWorkAtAnySubjectLength) {
 TEST(RegExpLimits, OpenChoicesOfALongMatchAreKeptAndTakenBack) {
     // (ab|a)* keeps a choice at every iteration (the shorter alternative),
     // 200,000 of them open at once when the repeat reaches the x.
-    String text;
-    for (size_t i = 0; i < 200000; ++i) text += u"ab";
-    text += u"x";
+    const String text = Pairs(400000) + U("x");
     TIDERegularExpression re;
     re.SetPattern(U("(ab|a)*b?x"));
     ASSERT_TRUE(re.Match(text));
@@ -77,6 +83,78 @@ TEST(RegExpLimits, OpenChoicesOfALongMatchAreKeptAndTakenBack) {
     EXPECT_EQ(re.GetMatchPos(1), static_cast<int>(text.size()) - 5);
     EXPECT_EQ(re.GetMatch(1), U("ab"));
     EXPECT_EQ(re.GetMatchPos(2), static_cast<int>(text.size()) - 3);
+}
+
+// A pattern that a randomised comparison found to run for minutes on a short
+// subject, and the classic exponential one.
+TEST(RegExpLimits, ExponentialBacktrackingStopsWithTheBudgetError) {
+    TIDERegularExpression re;
+    re.SetPattern(U("(([c-c]*.+|b*[^a-c]c).*)*c^|a*(a*$)"));
+    const String subject = U("baaabca\nba\nc\naacaccccbc");
+    EXPECT_TRUE(RaisesRE([&] { re.Match(subject); }, SErrorStepBudget));
+    EXPECT_EQ(re.StepsUsed(), TIDERegularExpression::DefaultStepBudget(subject.size()));
+
+    re.SetPattern(U("(a+)+b"));
+    const String run(30, u'a');
+    try {
+        re.Match(run);
+        ADD_FAILURE() << "(a+)+b over 30 a's ended without the budget error";
+    } catch (const EREStepBudgetExceeded& e) {
+        EXPECT_STREQ(e.what(), SErrorStepBudget);
+    }
+    // Nothing is left half-done: no result, and the component goes on.
+    EXPECT_EQ(re.IsMatchState(), imUnknown);
+    EXPECT_EQ(re.SlotStart(0), TIDERegularExpression::NotSet);
+    EXPECT_EQ(re.SlotStart(1), TIDERegularExpression::NotSet);
+    ASSERT_TRUE(re.Match(run + U("b")));
+    EXPECT_EQ(re.GetMatchLen(0), 31);
+}
+
+TEST(RegExpLimits, TheDefaultBudgetNeverTripsOnLinearWork) {
+    // 10,000,000 characters through a loop over a group and through a
+    // failing search that tries every start position: the steps grow with the
+    // text, a small multiple of its length.
+    const String text = Pairs(kLong);
+    TIDERegularExpression re;
+    re.SetPattern(U("(a|b)*$"));
+    ASSERT_TRUE(re.Match(text));
+    EXPECT_EQ(re.GetMatchLen(0), static_cast<int>(kLong));
+    EXPECT_LT(re.StepsUsed(), static_cast<int64_t>(8 * kLong));
+    re.SetPattern(U("b(a|b)x"));
+    EXPECT_FALSE(re.Match(text));
+    EXPECT_LT(re.StepsUsed(), static_cast<int64_t>(8 * kLong));
+}
+
+TEST(RegExpLimits, CallersRaiseLowerOrDisableTheBudget) {
+    TIDERegularExpression re;
+    EXPECT_EQ(re.StepBudget(), TIDERegularExpression::AutoStepBudget);
+    re.SetPattern(U("(a+)+b"));
+    const String run(16, u'a');  // about a million steps, exponential in the run
+
+    re.SetStepBudget(1000);
+    EXPECT_TRUE(RaisesRE([&] { re.Match(run); }, SErrorStepBudget));
+    EXPECT_EQ(re.StepsUsed(), 1000);
+
+    re.SetStepBudget(TIDERegularExpression::NoStepBudget);
+    EXPECT_FALSE(re.Match(run));
+    const int64_t needed = re.StepsUsed();
+    EXPECT_GT(needed, 1000);
+
+    re.SetStepBudget(needed);  // exactly enough
+    EXPECT_FALSE(re.Match(run));
+    re.SetStepBudget(needed - 1);
+    EXPECT_TRUE(RaisesRE([&] { re.Match(run); }, SErrorStepBudget));
+
+    // A low budget stops even a linear search over a long text; the error is
+    // an EREError like every other failure of the engine, also when a setter
+    // matches with reAutoMatch.
+    TIDERegularExpression linear;
+    linear.SetOptions({reAutoMatch});
+    linear.SetStepBudget(100);
+    linear.SetPattern(U("(a|b)*$"));
+    EXPECT_TRUE(RaisesRE([&] { linear.SetText(Pairs(1000)); }, SErrorStepBudget));
+    linear.SetStepBudget(TIDERegularExpression::AutoStepBudget);
+    EXPECT_TRUE(linear.IsMatch());
 }
 
 }  // namespace
