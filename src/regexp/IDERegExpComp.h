@@ -166,7 +166,6 @@ private:
     Char Ch(size_t Pos) const { return Pos <= FLen ? FSubject[Pos] : Char(0); }
     void PrepareSubject();
     PCNode NextAlternative(PCNode Branch, Char C) const;
-    bool RepeatMayGoOn(PCNode Repeat, PCNode Next, Char C) const;
     void PopChoice();
     [[noreturn]] void StepBudgetExceeded();
 
@@ -209,8 +208,44 @@ private:
         bool Wide = false;     // a first character may be 256 or above
         bool Test(Char C) const { return C < 256 ? Low[C] : Wide; }
     };
+    // A literal that every match contains, at a distance from the match's
+    // start between FRequiredMin and FRequiredMax (SIZE_MAX: no bound),
+    // searched for by its units at FRequiredP1 and FRequiredP2.
+    PCNode FRequired = nullptr;
+    size_t FRequiredLen = 0;
+    size_t FRequiredMin = 0;
+    size_t FRequiredMax = 0;
+    size_t FRequiredP1 = 0;
+    size_t FRequiredP2 = 0;
+    // A simple repeat that a match starts with (after group starts): a try
+    // that fails fails for every start inside the repeat's run too.
+    PCNode FLead = nullptr;
+    size_t FLeadRun = 0;  // run length of the lead repeat in the last try, or SIZE_MAX
+    // The lead repeat is followed at once by the required literal: a match
+    // starts at the beginning of the repeat's run that ends at an occurrence.
+    bool FLeadThenRequired = false;
+    bool SimpleTakes(PCNode Node, Char C) const;
+    // The first characters of a match (FFirstSet) as a table with the
+    // terminator marked, and as up to three units when that is all they are.
+    uint8_t FFirstStop[256] = {};
+    Char FFirstFew[3] = {};
+    int FFirstFewCount = 0;
+    void BuildRequired();
+    void BuildLead();
+    bool Search(size_t Start);
+    size_t ScanFirst(size_t At) const;
     std::vector<int32_t> FFirstIndex;
     std::vector<TFirstSet> FFirstSets;
+    // Whether what follows a repeat may match at a character: by the first
+    // characters of what follows where they are known, else by the first
+    // character of a literal that follows (0: any character).
+    struct TFollow {
+        const TFirstSet* Set;
+        Char Want;
+        bool Test(Char C) const { return Set ? Set->Test(C) : Want == 0 || C == Want; }
+    };
+    TFollow FollowOf(PCNode Repeat, PCNode Next) const;
+    PCNode FStart = nullptr;  // where a try starts: the program, or the operand of its only alternative
     const TFirstSet* FirstSetOf(PCNode Node) const {
         const size_t at = static_cast<size_t>(Node - FNodes);
         if (at >= FFirstIndex.size() || FFirstIndex[at] < 0) return nullptr;

@@ -1,8 +1,12 @@
 // What the compiler works out about a program after emitting it, for the
 // matcher's shortcuts. None of it changes what matches: it only lets the
 // matcher skip tries, alternatives and repeat lengths that would fail at once.
+#include <algorithm>
+#include <climits>
+
 #include "regexp/IDERegExpComp.h"
 #include "regexp/RegExpProgram.h"
+#include "regexp/RegExpScan.h"
 
 namespace ide {
 
@@ -89,6 +93,174 @@ void TCompiledRE::BuildFirstSets() {
         }
         at += size;
     }
+}
+
+namespace {
+
+constexpr size_t Unbounded = SIZE_MAX;
+
+size_t AddWidth(size_t A, size_t B) { return A == Unbounded || B == Unbounded ? Unbounded : A + B; }
+
+// The distances from a match's start to each literal on the path that every
+// match takes: the top chain and the bodies of groups without alternatives.
+struct TWidthWalk {
+    struct TLiteral {
+        const Char* Text;
+        size_t Len;
+        size_t Min;
+        size_t Max;
+    };
+    std::vector<TLiteral> Literals;
+    int Budget = 1 << 16;
+
+    enum TEnd { weReached, weLoops, weUnknown };
+
+    // Walks from N to Until, adding the widths of the nodes to [Min, Max].
+    // weLoops: the chain leads back to an earlier node (the body of a
+    // repeat) instead of reaching Until.
+    TEnd Walk(const Char* N, const Char* Until, size_t& Min, size_t& Max, bool OnPath, int Depth) {
+        while (N != Until) {
+            if (!N || --Budget < 0 || Depth > 32) return weUnknown;
+            const int k = Kind(N);
+            switch (k) {
+            case tnEXACTLY: {
+                const size_t len = StrLen(Operand(N));
+                if (OnPath && len > 0) Literals.push_back({Operand(N), len, Min, Max});
+                Min += len;
+                Max = AddWidth(Max, len);
+                break;
+            }
+            case tnANY:
+            case tnANYOF:
+            case tnANYBUT:
+                Min += 1;
+                Max = AddWidth(Max, 1);
+                break;
+            case tnBOL:
+            case tnEOL:
+            case tnNOTHING:
+                break;
+            case tnSTAR:
+                Max = Unbounded;
+                break;
+            case tnPLUS:
+                Min += 1;
+                Max = Unbounded;
+                break;
+            case tnBRANCH: {
+                // A group of alternatives; they all lead to the node after
+                // the last one.
+                const Char* last = N;
+                int count = 1;
+                while (NextNode(last) && Kind(NextNode(last)) == tnBRANCH) {
+                    last = NextNode(last);
+                    ++count;
+                }
+                const Char* end = NextNode(last);
+                if (count == 1) {
+                    if (Walk(Operand(N), end, Min, Max, OnPath, Depth + 1) != weReached) return weUnknown;
+                } else {
+                    size_t groupMin = Unbounded, groupMax = 0;
+                    bool loops = false;
+                    for (const Char* b = N;; b = NextNode(b)) {
+                        size_t min = 0, max = 0;
+                        const TEnd e = Walk(Operand(b), end, min, max, false, Depth + 1);
+                        if (e == weUnknown) return weUnknown;
+                        if (e == weLoops) {
+                            loops = true;
+                        } else {
+                            groupMin = std::min(groupMin, min);
+                            groupMax = std::max(groupMax, max);
+                        }
+                        if (b == last) break;
+                    }
+                    if (groupMin == Unbounded) return weUnknown;
+                    Min += groupMin;
+                    Max = loops ? Unbounded : AddWidth(Max, groupMax);
+                }
+                N = end;
+                continue;
+            }
+            default:
+                if ((k >= tnOPEN1 && k <= tnOPEN9) || (k >= tnCLOSE1 && k <= tnCLOSE9)) break;
+                return weUnknown;  // tnEND before Until
+            }
+            if (NextDistance(N) < 0) return weLoops;
+            N = NextNode(N);
+        }
+        return weReached;
+    }
+};
+
+}  // namespace
+
+// The required literal: of the literals every match passes, one with a
+// bounded distance from the match's start if there is one (it tells where a
+// match can start), else the longest; then the rarest among equals.
+void TCompiledRE::BuildRequired() {
+    if (!Analysable()) return;
+    PCNode top = FNodes;
+    PCNode end = NextNode(top);
+    if (!end || Kind(end) != tnEND) return;  // alternatives at the top
+    TWidthWalk walk;
+    size_t min = 0, max = 0;
+    if (walk.Walk(Operand(top), end, min, max, true, 0) != TWidthWalk::weReached) return;
+    auto rarity = [](const TWidthWalk::TLiteral& l) {
+        int best = 1000;
+        for (size_t i = 0; i < l.Len; ++i) best = std::min(best, rescan::Commonness(l.Text[i]));
+        return best;
+    };
+    const TWidthWalk::TLiteral* pick = nullptr;
+    for (const auto& l : walk.Literals) {
+        if (l.Len == 1 && l.Max == 0 && FBegin != 0) continue;  // the first character says as much
+        if (!pick) {
+            pick = &l;
+            continue;
+        }
+        const bool lb = l.Max != Unbounded, pb = pick->Max != Unbounded;
+        if (lb != pb) {
+            if (lb) pick = &l;
+            continue;
+        }
+        const size_t ll = std::min<size_t>(l.Len, 4), pl = std::min<size_t>(pick->Len, 4);
+        if (ll != pl) {
+            if (ll > pl) pick = &l;
+            continue;
+        }
+        if (rarity(l) < rarity(*pick)) pick = &l;
+    }
+    if (!pick) return;
+    FRequired = pick->Text;
+    FRequiredLen = pick->Len;
+    FRequiredMin = pick->Min;
+    FRequiredMax = pick->Max;
+    // The two rarest units, the first by position on a tie.
+    size_t p1 = 0;
+    for (size_t i = 1; i < pick->Len; ++i)
+        if (rescan::Commonness(pick->Text[i]) < rescan::Commonness(pick->Text[p1])) p1 = i;
+    size_t p2 = p1;
+    for (size_t i = 0; i < pick->Len; ++i)
+        if (i != p1 && (p2 == p1 || rescan::Commonness(pick->Text[i]) < rescan::Commonness(pick->Text[p2]))) p2 = i;
+    FRequiredP1 = p1;
+    FRequiredP2 = p2;
+}
+
+// The lead repeat: the program's only alternative starts, after group
+// starts, with a simple repeat.
+void TCompiledRE::BuildLead() {
+    if (!Analysable()) return;
+    PCNode top = FNodes;
+    PCNode end = NextNode(top);
+    if (!end || Kind(end) != tnEND) return;
+    PCNode n = Operand(top);
+    while (n && Kind(n) >= tnOPEN1 && Kind(n) <= tnOPEN9) n = NextNode(n);
+    if (!n || (Kind(n) != tnSTAR && Kind(n) != tnPLUS)) return;
+    FLead = n;
+    PCNode after = NextNode(n);
+    while (after && ((Kind(after) >= tnOPEN1 && Kind(after) <= tnOPEN9) ||
+                     (Kind(after) >= tnCLOSE1 && Kind(after) <= tnCLOSE9)))
+        after = NextNode(after);
+    FLeadThenRequired = after && Kind(after) == tnEXACTLY && FRequired == Operand(after);
 }
 
 }  // namespace ide

@@ -58,6 +58,10 @@ TCompiledRE::TCompiledRE(TIDERegularExpression* ARE) : FRE(ARE) {
     Analyse(flags);
     BuildSetIndex();
     BuildFirstSets();
+    BuildRequired();
+    BuildLead();
+    // A try starts at the program, or at the operand of its only alternative.
+    FStart = NextNode(FNodes) && Kind(NextNode(FNodes)) == tnBRANCH ? FNodes : Operand(FNodes);
 }
 
 TCompiledRE::~TCompiledRE() = default;
@@ -397,6 +401,11 @@ void TCompiledRE::Analyse(int Flags) {
             FHasFirstSet = true;
             FFirstSet = set;
             FFirstWide = wide;
+            FFirstStop[0] = 1;
+            for (unsigned c = 1; c < 256; ++c) FFirstStop[c] = set[c] ? 1 : 0;
+            if (!wide && set.count() <= 3)
+                for (unsigned c = 1; c < 256; ++c)
+                    if (set[c]) FFirstFew[FFirstFewCount++] = static_cast<Char>(c);
         }
     }
 }

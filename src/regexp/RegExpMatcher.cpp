@@ -12,35 +12,13 @@
 
 #include "regexp/IDERegExpComp.h"
 #include "regexp/RegExpProgram.h"
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+#include "regexp/RegExpScan.h"
 
 namespace ide {
 
 using namespace reprog;
 
-namespace {
-
-// The index of the first unit at or after From that is C or 0. S[Len] is 0.
-size_t FindUnitOrEnd(const Char* S, size_t Len, size_t From, Char C) {
-    size_t i = From;
-#if defined(__SSE2__)
-    const __m128i want = _mm_set1_epi16(static_cast<short>(C));
-    const __m128i zero = _mm_setzero_si128();
-    while (i + 8 <= Len + 1) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(S + i));
-        const int mask = _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(v, want), _mm_cmpeq_epi16(v, zero)));
-        if (mask != 0) return i + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(mask))) / 2;
-        i += 8;
-    }
-#endif
-    while (S[i] != C && S[i] != 0) ++i;
-    return i;
-}
-
-}  // namespace
+using rescan::FindUnitOrEnd;
 
 void TCompiledRE::PrepareSubject() {
     const String& text = FRE->FText;
@@ -88,6 +66,7 @@ bool TCompiledRE::Match(size_t Start) {
     }
 
     if (FAnchor) return Start == 0 && MatchText(0);
+    if (Analysable()) return Search(Start);
 
     if (FBegin != 0) {
         for (size_t at = Start;; ++at) {
@@ -97,21 +76,110 @@ bool TCompiledRE::Match(size_t Start) {
         }
     }
 
-    if (FHasFirstSet) {
-        for (size_t at = Start;; ++at) {
-            const Char c = s[at];
-            if (c == 0) return false;
-            if (c < 256 ? FFirstSet[c] : FFirstWide)
-                if (MatchText(at)) return true;
-        }
-    }
-
     // Every position in order, the terminator included.
     size_t at = Start;
     do {
         if (MatchText(at)) return true;
     } while (s[at++] != 0);
     return false;
+}
+
+// The search of a program of fewer than ten groups: tries in the same order
+// as one at every position, but only where a match can start:
+// - where the first character (FBegin) or one of the first characters stands;
+// - within the distances of the required literal before one of its
+//   occurrences, and nowhere once none is left;
+// - not inside the run of a lead repeat after a try that failed, as every try
+//   that starts inside the run makes the same repeat end where that try's did
+//   and then tries a subset of the same positions for what follows.
+bool TCompiledRE::Search(size_t Start) {
+    const Char* const s = FSubject;
+    size_t at = Start;
+    size_t literal = 0;  // the next occurrence of the required literal
+    bool haveLiteral = false;
+    for (;;) {
+        if (FRequired) {
+            if (!haveLiteral || literal < at + FRequiredMin) {
+                literal = at + FRequiredMin <= FLen
+                              ? rescan::FindLiteral(s, FLen, at + FRequiredMin, FRequired, FRequiredLen, FRequiredP1,
+                                                    FRequiredP2)
+                              : rescan::NotFound;
+                if (literal == rescan::NotFound) return false;
+                haveLiteral = true;
+            }
+            if (FRequiredMax != SIZE_MAX && literal - at > FRequiredMax) {
+                // No start before literal - max can match. A search never
+                // starts past a terminator, so if one stands in between, no
+                // start is left.
+                if (rescan::HasUnit(s, at, literal - FRequiredMax, 0)) return false;
+                at = literal - FRequiredMax;
+            }
+        }
+        if (FLeadThenRequired && literal > at) {
+            // Only a start from which the lead repeat's run reaches the
+            // occurrence can use it, and a try at an earlier start inside
+            // the run reaches it too: the run's beginning is the start.
+            PCNode op = Operand(FLead);
+            size_t from = literal;
+            while (from > at && SimpleTakes(op, s[from - 1])) --from;
+            if (from == literal && Kind(FLead) == tnPLUS) {
+                // Nothing before the occurrence to repeat: no start up to it.
+                if (rescan::HasUnit(s, at, literal, 0)) return false;
+                at = literal;
+                continue;
+            }
+            if (from > at) {
+                if (rescan::HasUnit(s, at, from, 0)) return false;
+                at = from;
+            }
+        }
+        if (FBegin != 0) {
+            at = FindUnitOrEnd(s, FLen, at, FBegin);
+            if (s[at] == 0) return false;
+        } else if (FHasFirstSet) {
+            at = ScanFirst(at);
+            if (s[at] == 0) return false;
+        }
+        if (FRequired && literal < at + FRequiredMin) continue;  // that occurrence is behind: the next one
+        FLeadRun = SIZE_MAX;
+        if (MatchText(at)) return true;
+        if (FLeadRun != SIZE_MAX) at += FLeadRun;  // the run holds no terminator
+        if (s[at] == 0) return false;  // the terminator was the last start
+        ++at;
+    }
+}
+
+// Whether a simple node takes one character C (not the terminator).
+bool TCompiledRE::SimpleTakes(PCNode Node, Char C) const {
+    if (C == 0) return false;
+    switch (Kind(Node)) {
+    case tnANY:
+        return true;
+    case tnEXACTLY:
+        return C == Operand(Node)[0];
+    case tnANYOF:
+        return InSet(Node, C);
+    case tnANYBUT:
+        return !InSet(Node, C);
+    default:
+        return false;
+    }
+}
+
+// The first position at or after At where a first character of a match or
+// the terminator stands.
+size_t TCompiledRE::ScanFirst(size_t At) const {
+    if (FFirstFewCount > 0) return rescan::FindOneOfOrEnd(FSubject, FLen, At, FFirstFew, FFirstFewCount);
+    const Char* s = FSubject;
+    for (;; ++At) {
+        const Char c = s[At];
+        if (c < 256 ? FFirstStop[c] != 0 : FFirstWide) return At;
+    }
+}
+
+inline TCompiledRE::TFollow TCompiledRE::FollowOf(PCNode Repeat, PCNode Next) const {
+    if (const TFirstSet* first = FirstSetOf(Repeat)) return {first, 0};
+    return {nullptr, Next && Kind(Next) == tnEXACTLY ? Operand(Next)[0] : Char(0)};
 }
 
 // One try at Start: a depth-first walk of the program that keeps its open
@@ -134,12 +202,12 @@ bool TCompiledRE::MatchText(size_t Start) {
     const size_t len = FLen;
     int64_t* const starts = FRE->FStarts.data();
     int64_t* const ends = FRE->FEnds.data();
-    bool dirty = false;  // a slot was set with no choice open
+    uint32_t dirty = 0;  // slots set with no choice open: bit k for start k, bit 16 + k for end k
     size_t pos = Start;
-    PCNode node = FNodes;
+    PCNode node = FStart;
     FStack.clear();
     FTopChoice = NoChoice;
-    int64_t& left = FStepsLeft;
+    int64_t left = FStepsLeft;
 
     for (;;) {
         // Run forward from node until it fails.
@@ -150,6 +218,7 @@ bool TCompiledRE::MatchText(size_t Start) {
             const int kind = Kind(node);
             switch (kind) {
             case tnEND:
+                FStepsLeft = left;
                 FStack.clear();
                 if (FTopChoice != NoChoice) std::fill(std::begin(FSavedAt), std::end(FSavedAt), NoChoice);
                 FTopChoice = NoChoice;
@@ -211,9 +280,11 @@ bool TCompiledRE::MatchText(size_t Start) {
             case tnPLUS: {
                 const size_t low = pos + (kind == tnPLUS ? 1 : 0);
                 size_t at = MatchSimpleCount(Operand(node), pos);
+                if (node == FLead && FLeadRun == SIZE_MAX) FLeadRun = at - pos;
                 if (at < low) goto fail;
                 // The longest length first, then shorter ones down to low.
-                while (!RepeatMayGoOn(node, next, Ch(at))) {
+                const TFollow follow = FollowOf(node, next);
+                while (!follow.Test(Ch(at))) {
                     if (at == low) goto fail;
                     --at;
                 }
@@ -228,7 +299,7 @@ bool TCompiledRE::MatchText(size_t Start) {
                 if (const bool open = kind >= tnOPEN1 && kind <= tnOPEN9; open || (kind >= tnCLOSE1 && kind <= tnCLOSE9)) {
                     int64_t& slot = open ? starts[kind - tnOPEN] : ends[kind - tnCLOSE];
                     if (FTopChoice == NoChoice) {
-                        dirty = true;
+                        dirty |= open ? 1u << (kind - tnOPEN) : 1u << (16 + kind - tnCLOSE);
                     } else if (FSavedAt[kind] != FTopChoice) {
                         FStack.push_back({fkSlot, static_cast<uint32_t>(kind), static_cast<size_t>(slot), FSavedAt[kind]});
                         FSavedAt[kind] = FTopChoice;
@@ -245,8 +316,11 @@ bool TCompiledRE::MatchText(size_t Start) {
         // Back to the newest open choice, putting slots back on the way.
         for (;;) {
             if (FStack.empty()) {
-                if (dirty)
-                    for (int i = 1; i <= 9; ++i) starts[i] = ends[i] = TIDERegularExpression::NotSet;
+                FStepsLeft = left;
+                for (; dirty != 0; dirty &= dirty - 1) {
+                    const int bit = __builtin_ctz(dirty);
+                    (bit < 16 ? starts[bit] : ends[bit - 16]) = TIDERegularExpression::NotSet;
+                }
                 return false;
             }
             TFrame& f = FStack.back();
@@ -274,9 +348,10 @@ bool TCompiledRE::MatchText(size_t Start) {
             const size_t low = f.Aux;
             size_t at = f.Pos;
             bool found = false;
+            const TFollow follow = FollowOf(repeat, next);
             while (at > low) {
                 --at;
-                if (RepeatMayGoOn(repeat, next, Ch(at))) {
+                if (follow.Test(Ch(at))) {
                     found = true;
                     break;
                 }
@@ -311,6 +386,7 @@ bool TCompiledRE::InSet(PCNode Node, Char C) const {
 }
 
 void TCompiledRE::StepBudgetExceeded() {
+    FStepsLeft = 0;
     FStack.clear();
     std::fill(std::begin(FSavedAt), std::end(FSavedAt), NoChoice);
     FTopChoice = NoChoice;
@@ -336,17 +412,6 @@ TCompiledRE::PCNode TCompiledRE::NextAlternative(PCNode Branch, Char C) const {
     return nullptr;
 }
 
-// Whether what follows a repeat may match at a character C: by the first
-// characters of what follows where they are known, else by the first
-// character of a literal that follows.
-bool TCompiledRE::RepeatMayGoOn(PCNode Repeat, PCNode Next, Char C) const {
-    if (const TFirstSet* first = FirstSetOf(Repeat)) return first->Test(C);
-    if (Next && Kind(Next) == tnEXACTLY) {
-        const Char want = Operand(Next)[0];
-        return want == 0 || C == want;
-    }
-    return true;
-}
 
 // The position after as many repetitions of the simple node from Pos as there
 // are.
