@@ -1,0 +1,110 @@
+#include "shellexplorer/qt/ShellQt.h"
+
+#include <QCoreApplication>
+#include <QMimeType>
+
+namespace ide {
+
+namespace {
+
+// The part of a name the MIME globs look at: from the first dot on (so
+// "a.tar.gz" and "b.tar.gz" share an answer), or the whole name.
+std::string CacheKey(std::string_view Name, bool Folder, bool Open) {
+    if (Folder) return Open ? "/open" : "/";
+    auto Dot = Name.find('.', 1);
+    std::string K = Dot == std::string_view::npos ? "=" + std::string(Name) : std::string(Name.substr(Dot));
+    for (char& C : K) C = static_cast<char>(C >= 'A' && C <= 'Z' ? C + 32 : C);
+    return K;
+}
+
+}  // namespace
+
+TQtFileTypeSource::TInfo TQtFileTypeSource::Lookup(std::string_view Name, bool Folder, bool Open) {
+    std::string Key = CacheKey(Name, Folder, Open);
+    std::lock_guard<std::mutex> L(FLock);
+    auto It = FByKey.find(Key);
+    if (It != FByKey.end()) return It->second;
+    TInfo Info;
+    if (Folder) {
+        QMimeType T = FMime.mimeTypeForName(QStringLiteral("inode/directory"));
+        Info.Type = T.comment().toStdU16String();
+        Info.Icon = IconOf(Open ? "folder-open" : "folder");
+    } else {
+        QMimeType T = FMime.mimeTypeForFile(QString::fromUtf8(Name.data(), static_cast<qsizetype>(Name.size())),
+                                            QMimeDatabase::MatchExtension);
+        // The default type means nothing is known: the caller words it.
+        if (!T.isDefault()) Info.Type = T.comment().toStdU16String();
+        QString Icon = T.iconName();
+        Info.Icon = IconOf(Icon.isEmpty() ? T.genericIconName().toStdString() : Icon.toStdString());
+    }
+    FByKey.emplace(std::move(Key), Info);
+    return Info;
+}
+
+int TQtFileTypeSource::IconOf(const std::string& IconName) {
+    auto It = FIconIndex.find(IconName);
+    if (It != FIconIndex.end()) return It->second;
+    int I = static_cast<int>(FIcons.size());
+    FIcons.push_back(IconName);
+    FIconIndex.emplace(IconName, I);
+    return I;
+}
+
+String TQtFileTypeSource::TypeName(std::string_view Name, bool Folder) { return Lookup(Name, Folder, false).Type; }
+
+int TQtFileTypeSource::IconIndex(std::string_view Name, bool Folder, bool Open) {
+    return Lookup(Name, Folder, Open).Icon;
+}
+
+std::string TQtFileTypeSource::IconName(int Index) {
+    std::lock_guard<std::mutex> L(FLock);
+    return Index >= 0 && Index < static_cast<int>(FIcons.size()) ? FIcons[static_cast<size_t>(Index)] : std::string();
+}
+
+bool TQtPostTarget::Post(std::function<void()> Message) {
+    QObject* R = FReceiver.data();
+    if (!R) return false;
+    return QMetaObject::invokeMethod(
+        R,
+        [M = std::move(Message)] {
+            try {
+                M();
+            } catch (...) {
+                // Nothing crosses the event loop; delivery has no caller to tell.
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+QEvent::Type TShellNotifyEvent::EventType() {
+    static const int Type = QEvent::registerEventType();
+    return static_cast<QEvent::Type>(Type);
+}
+
+TQtShellChangeControl::TQtShellChangeControl(TVirtualChangeNotifier& Notifier, QObject* Parent)
+    : QObject(Parent), FNotifier(Notifier) {}
+
+TQtShellChangeControl::~TQtShellChangeControl() { FNotifier.UnRegisterChangeNotify(this); }
+
+bool TQtShellChangeControl::PostShellNotify(TVirtualShellEventList* List) {
+    QCoreApplication::postEvent(this, new TShellNotifyEvent(List));
+    return true;
+}
+
+bool TQtShellChangeControl::event(QEvent* E) {
+    if (E->type() != TShellNotifyEvent::EventType()) return QObject::event(E);
+    TVirtualShellEventList* List = static_cast<TShellNotifyEvent*>(E)->Take();
+    try {
+        if (OnShellNotify) OnShellNotify(*List);
+    } catch (...) {
+        // A handler's failure stays here; the batch is released either way.
+    }
+    List->Release();
+    return true;
+}
+
+void InstallChangeNotifierListener(TVirtualChangeNotifier& Notifier, QObject* UiObject) {
+    Notifier.SetListener(std::make_shared<TQtPostTarget>(UiObject));
+}
+
+}  // namespace ide

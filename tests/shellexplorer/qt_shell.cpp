@@ -1,0 +1,80 @@
+// The Qt side: MIME types and icons by name only, and batches posted to
+// QObjects, released also when the receiver dies first.
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTest>
+
+#include "shellexplorer/IDEVirtualNamespace.h"
+#include "shellexplorer/qt/ShellQt.h"
+
+using namespace ide;
+
+class ShellQtTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void typesComeFromNamesNotContents() {
+        TQtFileTypeSource T;
+        QVERIFY(!T.TypeName("notes.txt", false).empty());
+        QCOMPARE(T.TypeName("notes.txt", false), T.TypeName("OTHER.TXT", false));
+        QVERIFY(T.TypeName("blob.zyxwv", false).empty());  // unknown: the namespace words it
+        QVERIFY(!T.TypeName("", true).empty());
+        QCOMPARE(T.IconName(T.IconIndex("x", true, false)), std::string("folder"));
+        QCOMPARE(T.IconName(T.IconIndex("x", true, true)), std::string("folder-open"));
+        QCOMPARE(T.IconIndex("a.png", false, false), T.IconIndex("b.png", false, false));
+        QVERIFY(T.IconName(T.IconIndex("a.png", false, false)).find("image") != std::string::npos);
+        QVERIFY(T.IconName(999).empty());
+        // Through the provider, into the type column.
+        char Tmpl[] = "/tmp/ide_qtshell_XXXXXX";
+        QVERIFY(mkdtemp(Tmpl));
+        std::string Home = Tmpl;
+        // A PNG name over text content: the name decides.
+        FILE* F = std::fopen((Home + "/picture.png").c_str(), "w");
+        std::fputs("plain text", F);
+        std::fclose(F);
+        TPosixRoots R;
+        R.Home = Home;
+        R.DataHome = Home + "/share";
+        auto P = std::make_shared<TPosixShellProvider>(R, std::make_shared<TQtFileTypeSource>());
+        auto NS = TNamespace::CreateFromFileName(P, Home + "/picture.png");
+        QCOMPARE(NS->DetailsOf(2), T.TypeName("picture.png", false));
+        std::remove((Home + "/picture.png").c_str());
+        rmdir(Tmpl);
+    }
+
+    void batchesArriveOnTheUiThreadAndNeverLeak() {
+        int Before = TVirtualShellEventList::LiveCount();
+        TVirtualChangeNotifier N(std::make_shared<TPosixShellProvider>(), TShellSourcePaths{"/nonexistent", {}, {}, {}, {}});
+        N.SetQuietPeriod(std::chrono::milliseconds(20));
+        QObject Ui;
+        InstallChangeNotifierListener(N, &Ui);
+        TQtShellChangeControl Live(N);
+        auto Dying = std::make_unique<TQtShellChangeControl>(N);
+        N.RegisterShellChangeNotify(&Live);
+        N.RegisterShellChangeNotify(Dying.get());
+        int Seen = 0;
+        Qt::HANDLE Thread = nullptr;
+        Live.OnShellNotify = [&](TVirtualShellEventList& L) {
+            Seen += L.Count();
+            Thread = QThread::currentThreadId();
+        };
+        TPIDLHolder P(TPosixShellProvider::MakeFileItem("f", 0));
+        N.AddEvent(vsneUpdateItem, P.Get(), nullptr);
+        // The batch exists once the dispatch thread posted it to the listener.
+        QElapsedTimer Clock;
+        Clock.start();
+        while (TVirtualShellEventList::LiveCount() != Before + 1 && Clock.elapsed() < 5000) QThread::msleep(5);
+        QCOMPARE(TVirtualShellEventList::LiveCount(), Before + 1);
+        QCoreApplication::sendPostedEvents(&Ui);  // the listener posts to both controls
+        QCoreApplication::sendPostedEvents(&Live);
+        QCOMPARE(Seen, 1);
+        QCOMPARE(Thread, QThread::currentThreadId());
+        // Dying still has its event pending; destroying it drops the event.
+        QCOMPARE(TVirtualShellEventList::LiveCount(), Before + 1);
+        Dying.reset();
+        QCOMPARE(TVirtualShellEventList::LiveCount(), Before);
+    }
+};
+
+QTEST_GUILESS_MAIN(ShellQtTest)
+#include "qt_shell.moc"
