@@ -325,17 +325,22 @@ void TVirtualChangeDispatchThread::AddEvent(TVirtualShellNotifyEvent Event, PCIt
     if (Added) FWorkerCond.notify_all();
     std::lock_guard<std::mutex> L(FAddLock);
     FAddingEvents = true;
+    FLastAdd = std::chrono::steady_clock::now();
 }
 
 bool TVirtualChangeDispatchThread::WaitQuiet() {
-    // Sleep a whole quiet period; start over while events keep coming.
+    // Wait until a whole quiet period has passed with no event added. The
+    // period is measured from the last event rather than slept in fixed
+    // steps, so a batch goes out one quiet period after the burst ends, not
+    // up to two.
+    std::unique_lock<std::mutex> L(FAddLock);
     for (;;) {
-        std::unique_lock<std::mutex> L(FAddLock);
-        FAddCond.wait_for(L, FChangeNotifier->QuietPeriod(), [&] { return Terminated(); });
-        if (Terminated()) return false;
-        bool Adding = FAddingEvents;
-        FAddingEvents = false;
-        if (!Adding) return true;
+        auto Deadline = FLastAdd + FChangeNotifier->QuietPeriod();
+        if (FAddCond.wait_until(L, Deadline, [&] { return Terminated(); })) return false;
+        if (std::chrono::steady_clock::now() >= FLastAdd + FChangeNotifier->QuietPeriod()) {
+            FAddingEvents = false;
+            return true;
+        }
     }
 }
 

@@ -248,12 +248,17 @@ TPosixShellProvider::TPosixShellProvider(TPosixRoots Roots, std::shared_ptr<TFil
     : FRoots(std::move(Roots)), FTypes(Types ? std::move(Types) : std::make_shared<TPlainFileTypeSource>()) {}
 
 PItemIDList TPosixShellProvider::MakeFileItem(std::string_view Name, uint8_t DType) {
-    std::string Payload;
-    Payload.reserve(Name.size() + 2);
-    Payload += static_cast<char>(ikFileSystem);
-    Payload += static_cast<char>(DType);
-    Payload += Name;
-    return TPIDLManager::MakeItem(Payload.data(), Payload.size());
+    // Built in place: this runs once per entry of every enumeration.
+    if (Name.size() > 0xFFFF - 4) throw EInvalidPIDLStream("Item too large for an item list");
+    const size_t Cb = Name.size() + 4;
+    PItemIDList P = TPIDLManager::AllocPIDL(Cb + 2);
+    P[0] = uint8_t(Cb);
+    P[1] = uint8_t(Cb >> 8);
+    P[2] = ikFileSystem;
+    P[3] = DType;
+    std::memcpy(P + 4, Name.data(), Name.size());
+    P[Cb] = P[Cb + 1] = 0;
+    return P;
 }
 
 PItemIDList TPosixShellProvider::MakeSpecialItem(TSpecialFolder Folder) {

@@ -30,10 +30,12 @@ private:
     std::condition_variable FWorkerCond;
     bool FWorkerChangeEvent = false;
     TShellEventFilter FFilter;
-    // FAddLock: FAddingEvents. Never held with FWorkingLock.
+    // FAddLock: FAddingEvents and the time of the last event. Never held
+    // with FWorkingLock.
     std::mutex FAddLock;
     std::condition_variable FAddCond;
     bool FAddingEvents = false;
+    std::chrono::steady_clock::time_point FLastAdd;
 };
 
 // inotify on the watched folders, an eventfd as the trigger, under poll.
