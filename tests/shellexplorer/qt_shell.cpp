@@ -4,6 +4,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include "foundation/ExceptionBridge.h"
 #include "shellexplorer/IDEVirtualNamespace.h"
 #include "shellexplorer/qt/ShellQt.h"
 
@@ -65,7 +66,8 @@ private slots:
         Clock.start();
         while (TVirtualShellEventList::LiveCount() != Before + 1 && Clock.elapsed() < 5000) QThread::msleep(5);
         QCOMPARE(TVirtualShellEventList::LiveCount(), Before + 1);
-        QCoreApplication::sendPostedEvents(&Ui);  // the listener posts to both controls
+        // The listener's queued call only: it posts the batch to both controls.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
         QCoreApplication::sendPostedEvents(&Live);
         QCOMPARE(Seen, 1);
         QCOMPARE(Thread, QThread::currentThreadId());
@@ -73,6 +75,15 @@ private slots:
         QCOMPARE(TVirtualShellEventList::LiveCount(), Before + 1);
         Dying.reset();
         QCOMPARE(TVirtualShellEventList::LiveCount(), Before);
+        // A handler that throws: the exception goes to the bridge and the
+        // batch is still released.
+        std::string Reported;
+        auto Old = SetExceptionHandler([&](TObject*, std::exception_ptr E) { Reported = ExceptionMessage(E); });
+        Live.OnShellNotify = [](TVirtualShellEventList&) { throw Exception("handler failed"); };
+        N.AddEvent(vsneUpdateItem, P.Get(), nullptr);
+        QTRY_COMPARE_WITH_TIMEOUT(Reported, std::string("handler failed"), 5000);
+        QCOMPARE(TVirtualShellEventList::LiveCount(), Before);
+        SetExceptionHandler(Old);
     }
 };
 

@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QMimeType>
 
+#include "foundation/ExceptionBridge.h"
+
 namespace ide {
 
 namespace {
@@ -61,19 +63,32 @@ std::string TQtFileTypeSource::IconName(int Index) {
     return Index >= 0 && Index < static_cast<int>(FIcons.size()) ? FIcons[static_cast<size_t>(Index)] : std::string();
 }
 
+void TQtPostReceiver::Push(std::function<void()> Message) {
+    bool Schedule;
+    {
+        std::lock_guard<std::mutex> L(FLock);
+        FQueue.push_back(std::move(Message));
+        Schedule = !FScheduled;
+        FScheduled = true;
+    }
+    if (Schedule) QMetaObject::invokeMethod(this, "Drain", Qt::QueuedConnection);
+}
+
+void TQtPostReceiver::Drain() {
+    std::vector<std::function<void()>> Now;
+    {
+        std::lock_guard<std::mutex> L(FLock);
+        Now.swap(FQueue);
+        FScheduled = false;
+    }
+    for (auto& M : Now) CallGuarded(nullptr, M);
+}
+
 bool TQtPostTarget::Post(std::function<void()> Message) {
-    QObject* R = FReceiver.data();
+    TQtPostReceiver* R = FReceiver.data();
     if (!R) return false;
-    return QMetaObject::invokeMethod(
-        R,
-        [M = std::move(Message)] {
-            try {
-                M();
-            } catch (...) {
-                // Nothing crosses the event loop; delivery has no caller to tell.
-            }
-        },
-        Qt::QueuedConnection);
+    R->Push(std::move(Message));
+    return true;
 }
 
 QEvent::Type TShellNotifyEvent::EventType() {
@@ -94,11 +109,11 @@ bool TQtShellChangeControl::PostShellNotify(TVirtualShellEventList* List) {
 bool TQtShellChangeControl::event(QEvent* E) {
     if (E->type() != TShellNotifyEvent::EventType()) return QObject::event(E);
     TVirtualShellEventList* List = static_cast<TShellNotifyEvent*>(E)->Take();
-    try {
+    // A handler's exception goes to the exception bridge, never into the
+    // event loop; the batch is released either way.
+    CallGuarded(nullptr, [&] {
         if (OnShellNotify) OnShellNotify(*List);
-    } catch (...) {
-        // A handler's failure stays here; the batch is released either way.
-    }
+    });
     List->Release();
     return true;
 }

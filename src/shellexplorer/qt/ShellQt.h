@@ -47,15 +47,37 @@ private:
     std::vector<std::string> FIcons;
 };
 
-// Runs posted messages on the thread of a QObject (the UI thread).
+// The queue behind TQtPostTarget: messages wait here, under a lock of our
+// own, and one queued call of Drain on the UI thread runs them. Nothing the
+// posting thread allocates travels through the event loop, so the hand-over
+// is ordered by this lock alone.
+// Thread: any (Post); Drain runs on the receiver's thread.
+class TQtPostReceiver : public QObject {
+    Q_OBJECT
+public:
+    explicit TQtPostReceiver(QObject* Parent) : QObject(Parent) {}
+    void Push(std::function<void()> Message);
+
+public slots:
+    void Drain();
+
+private:
+    std::mutex FLock;
+    std::vector<std::function<void()>> FQueue;
+    bool FScheduled = false;
+};
+
+// Runs posted messages on the thread of a QObject (the UI thread); the
+// receiver is a child of that object and dies with it.
 // Thread: any.
 class TQtPostTarget : public TPostTarget {
 public:
-    explicit TQtPostTarget(QObject* Receiver) : FReceiver(Receiver) {}
+    // Call on the thread of UiObject.
+    explicit TQtPostTarget(QObject* UiObject) : FReceiver(new TQtPostReceiver(UiObject)) {}
     bool Post(std::function<void()> Message) override;
 
 private:
-    QPointer<QObject> FReceiver;
+    QPointer<TQtPostReceiver> FReceiver;
 };
 
 // The posted batch.
