@@ -22,6 +22,7 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QTableWidget>
+#include <QThread>
 #include <QVBoxLayout>
 #include <QWidget>
 
@@ -246,6 +247,9 @@ private:
         }
     }
 
+    // Everything but last access, which reading a folder would trigger.
+    static constexpr TVirtualKernelNotifyEvents Watch = AllKernelNotifyEvents & ~(1 << vkneLastAccess);
+
     void StartNotifier() {
         InstallChangeNotifierListener(*Notifier, this);
         QPointer<ShellPage> Self(this);
@@ -259,14 +263,14 @@ private:
         Control = std::make_unique<TQtShellChangeControl>(*Notifier);
         Control->OnShellNotify = [this](TVirtualShellEventList& List) { ShowBatch(List); };
         Notifier->RegisterShellChangeNotify(Control.get());
-        Notifier->RegisterKernelChangeNotify(Control.get(), AllKernelNotifyEvents);
+        Notifier->RegisterKernelChangeNotify(Control.get(), Watch);
         Notifier->NotifyWatchFolder(Control.get(), Root + "/burst");
         // Two more watchers, so a move between folders is seen from both ends.
         Extra = std::make_unique<TQtShellChangeControl>(*Notifier);
-        Notifier->RegisterKernelChangeNotify(Extra.get(), AllKernelNotifyEvents);
+        Notifier->RegisterKernelChangeNotify(Extra.get(), Watch);
         Notifier->NotifyWatchFolder(Extra.get(), Root + "/Documents");
         Extra2 = std::make_unique<TQtShellChangeControl>(*Notifier);
-        Notifier->RegisterKernelChangeNotify(Extra2.get(), AllKernelNotifyEvents);
+        Notifier->RegisterKernelChangeNotify(Extra2.get(), Watch);
         Notifier->NotifyWatchFolder(Extra2.get(), Root + "/Downloads");
         QElapsedTimer T;
         T.start();
