@@ -316,6 +316,12 @@ void TVirtualChangeDispatchThread::SetFilterEvents(bool Value) {
 
 void TVirtualChangeDispatchThread::AddEvent(TVirtualShellNotifyEvent Event, PCItemIDList PIDL1, PCItemIDList PIDL2,
                                             uint32_t DW1, uint32_t DW2) {
+    // The time is taken before the event can wake the thread, so its quiet
+    // period never starts from an older one.
+    {
+        std::lock_guard<std::mutex> L(FAddLock);
+        FLastAdd = std::chrono::steady_clock::now();
+    }
     bool Added;
     {
         std::lock_guard<std::mutex> L(FWorkingLock);
