@@ -1,6 +1,7 @@
 #include "views/IDEItemPainters.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace ide {
 
@@ -127,13 +128,32 @@ String TClippedTextItemPainter::FitText(TCanvas* G, const String& Text, const TR
     int start = X + R.Left;
     if (Text.empty() || start + G->TextWidth(Text) <= right) return Text;
     if (start + G->TextWidth(kEllipsis) > right) return kEllipsis;
-    String s = Text;
-    while (!s.empty()) {
-        size_t cut = (s.size() >= 2 && IsTrailSurrogate(s.back()) && IsLeadSurrogate(s[s.size() - 2])) ? 2 : 1;
-        s.resize(s.size() - cut);
-        if (start + G->TextWidth(s + kEllipsis) <= right) return s + kEllipsis;
+    // The cut points, end first: a surrogate pair is removed as one.
+    std::vector<size_t> cuts;  // prefix lengths, longest first, without Text itself
+    for (size_t n = Text.size(); n > 0;) {
+        n -= (n >= 2 && IsTrailSurrogate(Text[n - 1]) && IsLeadSurrogate(Text[n - 2])) ? 2 : 1;
+        cuts.push_back(n);
     }
-    return kEllipsis;
+    auto fits = [&](size_t n) { return start + G->TextWidth(Text.substr(0, n) + kEllipsis) <= right; };
+    // Removing characters one at a time from the end stops at the longest
+    // prefix that fits. Widths grow with the prefix, so search for it by
+    // halves, then look a few cut points further for what kerning may allow.
+    size_t lo = 0, hi = cuts.size() - 1;  // cuts[hi] == 0 always fits ("..." fits)
+    if (!fits(cuts[hi])) return kEllipsis;
+    while (lo < hi) {
+        size_t mid = (lo + hi) / 2;
+        if (fits(cuts[mid]))
+            hi = mid;
+        else
+            lo = mid + 1;
+    }
+    size_t best = hi;
+    for (size_t k = hi >= 3 ? hi - 3 : 0; k < hi; ++k)
+        if (fits(cuts[k])) {
+            best = k;
+            break;
+        }
+    return Text.substr(0, cuts[best]) + kEllipsis;
 }
 
 // ---------------------------------------------------------------- images

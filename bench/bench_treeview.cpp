@@ -1,0 +1,250 @@
+// The tree view against QTreeView over QStandardItemModel, same tree, one
+// run. The tree: a root with 100 folders of 1,000 leaves, all open (100,101
+// rows on show). QTreeView has uniform row heights, ours measures every row
+// through a text painter when it opens.
+//
+// Relayout: ours RecalcVisible1 (every row placed again), peer
+// doItemsLayout (QTreeView's layout of the open rows).
+// HitTest: the item of the bottom row of the viewport scrolled to the end;
+// ours the indexed lookup by Y, peer indexAt. Both answer the same row.
+// BulkInsert: 10,000 children added to an open node, then one layout; ours
+// inside one batch of the model's multicaster (one structure event), peer
+// appendRow on a model the view is attached to. BulkInsertUnbatched is
+// ours without the batch, for the record: every insert then sweeps every
+// state, quadratic in the number of rows.
+// Paint: one 40-row page into an image; ours Paint2 through the Qt canvas,
+// peer the viewport's render.
+#include <benchmark/benchmark.h>
+
+#include <QApplication>
+#include <QImage>
+#include <QPainter>
+#include <QScrollBar>
+#include <QStandardItemModel>
+#include <QTreeView>
+
+#include "model/IDEGraphImpl.h"
+#include "platform/QtCanvas.h"
+#include "views/IDEItemPainters.h"
+#include "views/IDEViewImpl.h"
+
+using namespace ide;
+
+namespace {
+
+constexpr int kFolders = 100, kLeaves = 1000, kInserts = 10000;
+
+IntfRef<IGraphLocation> FirstOf(const IntfRef<IGraphLocation>& L) {
+    return Supports<IGraphLocation>(L->GetChildren()->Get(0));
+}
+
+QApplication* App() {
+    static int argc = 1;
+    static char name[] = "bench_treeview";
+    static char* argv[] = {name, nullptr};
+    static QApplication* app = [] {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        return new QApplication(argc, argv);
+    }();
+    return app;
+}
+
+// A window side without a window: fixed viewport, the Qt measuring canvas.
+class TBenchHost : public TViewHost {
+public:
+    TDimension Client{400, 40 * 17};
+    TPoint Scroll;
+    TQtMeasuringCanvas Measure;
+    bool HasHandle() override { return false; }
+    bool IsShowing() override { return true; }
+    TDimension GetClientSize() override { return Client; }
+    TPoint GetScrollPosition() override { return Scroll; }
+    void SetScrollPosition(int X, int Y) override { Scroll = {X, Y}; }
+    void SetScrollRange(int, int) override {}
+    void SetVerticalIncrement(int) override {}
+    void Invalidate(const TRect&, bool) override {}
+    void InvalidateAll() override {}
+    TCanvas* GetMeasureCanvas() override { return &Measure; }
+};
+
+struct OurTree {
+    TBenchHost Host;
+    TTreeView2 View{&Host};
+    IntfRef<TBasicTreeContainer> Model = Make<TBasicTreeContainer>();
+    IntfRef<IGraphLocation> Root;
+    OurTree(int Folders, int Leaves) {
+        Root = Model->SetRoot(Make<TTextObject>(u"root"));
+        for (int f = 0; f < Folders; ++f) {
+            auto folder = Model->AddChild(Root, Make<TTextObject>(Str("folder " + std::to_string(f))));
+            for (int l = 0; l < Leaves; ++l) Model->AddChild(folder, Make<TTextObject>(Str("leaf " + std::to_string(l))));
+        }
+        View.SetViewManager(Make<TBasicViewManager>(Make<TSelectableTextItemPainter>()));
+        View.SetModel(Model);
+        View.AddNotify();
+        View.ExpandAll(Root);
+    }
+};
+
+struct PeerTree {
+    QStandardItemModel Model;
+    QTreeView View;
+    QStandardItem* Root;
+    PeerTree(int Folders, int Leaves) {
+        Root = new QStandardItem("root");
+        Model.appendRow(Root);
+        for (int f = 0; f < Folders; ++f) {
+            auto* folder = new QStandardItem(QString("folder %1").arg(f));
+            QList<QStandardItem*> leaves;
+            for (int l = 0; l < Leaves; ++l) leaves.append(new QStandardItem(QString("leaf %1").arg(l)));
+            folder->appendRows(leaves);
+            Root->appendRow(folder);
+        }
+        View.setUniformRowHeights(true);
+        View.setHeaderHidden(true);
+        View.setModel(&Model);
+        View.resize(400, 40 * 17);
+        View.expandAll();
+        View.doItemsLayout();
+    }
+};
+
+void Relayout_ide(benchmark::State& state) {
+    App();
+    OurTree t(kFolders, kLeaves);
+    for (auto _ : state) {
+        t.View.RecalcVisible1(false);
+        benchmark::DoNotOptimize(t.View.LineCount());
+    }
+    state.counters["rows"] = t.View.LineCount();
+}
+
+void Relayout_Qt(benchmark::State& state) {
+    App();
+    PeerTree t(kFolders, kLeaves);
+    for (auto _ : state) {
+        t.View.doItemsLayout();
+        benchmark::DoNotOptimize(t.View.verticalScrollBar()->maximum());
+    }
+}
+
+void HitTest_ide(benchmark::State& state) {
+    App();
+    OurTree t(kFolders, kLeaves);
+    TDimension size = t.View.GetPreferredSize();
+    t.Host.Scroll = {0, size.Height - t.Host.Client.Height};
+    int y = t.Host.Client.Height - 2;
+    TNodeState* last = t.View.LastNode();
+    int x = last->FItemRect.Left + 2;
+    for (auto _ : state) benchmark::DoNotOptimize(t.View.HitTest(x, y));
+    if (!SameObject(t.View.HitTest(x, y), last->FNode)) state.SkipWithError("not the bottom row");
+}
+
+void HitTest_Qt(benchmark::State& state) {
+    App();
+    PeerTree t(kFolders, kLeaves);
+    t.View.scrollToBottom();
+    QApplication::processEvents();
+    QPoint p(60, t.View.viewport()->height() - 2);
+    for (auto _ : state) benchmark::DoNotOptimize(t.View.indexAt(p));
+    QModelIndex last = t.Model.index(kLeaves - 1, 0, t.Model.index(kFolders - 1, 0, t.Model.index(0, 0)));
+    if (t.View.indexAt(p) != last) state.SkipWithError("not the bottom row");
+}
+
+void BulkInsert_ide(benchmark::State& state) {
+    App();
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto tree = std::make_unique<OurTree>(1, 10);
+        auto caster = Make<TGraphModelMulticaster>();
+        // The view hears the model through the batching multicaster.
+        class TBatched : public TInterfacedObject, public virtual IGraphModel {
+        public:
+            IntfRef<TBasicTreeContainer> M;
+            IntfRef<TGraphModelMulticaster> C;
+            IntfRef<IGraphLocation> GetRoot() override { return M->GetRoot(); }
+            IntfRef<IInterface> Get(const IntfRef<IGraphLocation>& L) override { return M->Get(L); }
+            IntfRef<IGraphLocation> Find(const IntfRef<IInterface>& D) override { return M->Find(D); }
+            void AddModelListener(const IntfRef<IGraphModelListener>& L) override { C->Add(L); }
+            void RemoveModelListener(const IntfRef<IGraphModelListener>& L) override { C->Remove(L); }
+        };
+        auto batched = Make<TBatched>();
+        batched->M = tree->Model;
+        batched->C = caster;
+        tree->Model->AddModelListener(caster);
+        tree->View.SetModel(batched);
+        tree->View.ExpandAll(tree->Root);
+        auto folder = FirstOf(tree->Root);
+        state.ResumeTiming();
+        caster->BeginUpdate();
+        for (int i = 0; i < kInserts; ++i) tree->Model->AddChild(folder, Make<TTextObject>(u"new leaf"));
+        caster->EndUpdate();
+        tree->View.RecalcVisible1(false);
+        benchmark::DoNotOptimize(tree->View.LineCount());
+        state.PauseTiming();
+        if (tree->View.LineCount() != 2 + 10 + kInserts) state.SkipWithError("rows missing");
+        tree.reset();
+        state.ResumeTiming();
+    }
+}
+
+void BulkInsertUnbatched_ide(benchmark::State& state) {
+    App();
+    int n = static_cast<int>(state.range(0));
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto tree = std::make_unique<OurTree>(1, 10);
+        auto folder = FirstOf(tree->Root);
+        state.ResumeTiming();
+        for (int i = 0; i < n; ++i) tree->Model->AddChild(folder, Make<TTextObject>(u"new leaf"));
+        tree->View.RecalcVisible1(false);
+        state.PauseTiming();
+        tree.reset();
+        state.ResumeTiming();
+    }
+}
+
+void BulkInsert_Qt(benchmark::State& state) {
+    App();
+    for (auto _ : state) {
+        state.PauseTiming();
+        auto tree = std::make_unique<PeerTree>(1, 10);
+        QStandardItem* folder = tree->Root->child(0);
+        state.ResumeTiming();
+        for (int i = 0; i < kInserts; ++i) folder->appendRow(new QStandardItem("new leaf"));
+        tree->View.doItemsLayout();
+        benchmark::DoNotOptimize(tree->View.verticalScrollBar()->maximum());
+        state.PauseTiming();
+        tree.reset();
+        state.ResumeTiming();
+    }
+}
+
+void Paint_ide(benchmark::State& state) {
+    App();
+    OurTree t(2, 100);
+    QImage img(400, 40 * 17, QImage::Format_RGB32);
+    for (auto _ : state) {
+        QPainter p(&img);
+        TQtCanvas c(&p);
+        t.View.Paint2(c, Rect(0, 0, 400, 40 * 17));
+    }
+}
+
+void Paint_Qt(benchmark::State& state) {
+    App();
+    PeerTree t(2, 100);
+    QImage img(400, 40 * 17, QImage::Format_RGB32);
+    for (auto _ : state) t.View.viewport()->render(&img);
+}
+
+}  // namespace
+
+BENCHMARK(Relayout_ide)->Name("Relayout/ideTreeView2/100000")->Unit(benchmark::kMillisecond);
+BENCHMARK(Relayout_Qt)->Name("Relayout/QTreeView/100000")->Unit(benchmark::kMillisecond);
+BENCHMARK(HitTest_ide)->Name("HitTestBottom/ideTreeView2/100000");
+BENCHMARK(HitTest_Qt)->Name("HitTestBottom/QTreeView/100000");
+BENCHMARK(BulkInsert_ide)->Name("BulkInsert/ideTreeView2/10000")->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BulkInsert_Qt)->Name("BulkInsert/QTreeView/10000")->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BulkInsertUnbatched_ide)->Name("BulkInsertUnbatched/ideTreeView2")->Arg(1000)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(Paint_ide)->Name("Paint/ideTreeView2/40")->Unit(benchmark::kMicrosecond);
+BENCHMARK(Paint_Qt)->Name("Paint/QTreeView/40")->Unit(benchmark::kMicrosecond);
