@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <unordered_set>
 
 #include "model/IDEGraphImplEvents.h"
 #include "model/IDEGraphImplNodes.h"
@@ -142,6 +143,7 @@ void TTreeView2::PutViewState(const IntfRef<IGraphLocation>& Location, IntfRef<T
     auto& bucket = FCache[key->GetHashCode()];
     for (auto& e : bucket)
         if (e.Key == key || SameKey(e.Key, key)) {
+            e.State->FInUse = false;
             FSwept.push_back(e.State);  // the old one may still be linked as a row
             e.Key = key;
             e.State = std::move(State);
@@ -288,7 +290,7 @@ void TTreeView2::RecalcVisible1(bool DoLayout) {
     FRows.clear();
     if (FModel && FInitialized) RecalcVisible2(FModel->GetRoot(), FTopMargin);
     FRowsValid = true;
-    FSwept.clear();  // every row is relinked now
+    ReleaseSwept();
     if (FRepaintNodeTop != INT_MAX) oldHeight = std::min(FRepaintNodeTop - FTopMargin, oldHeight);
     if (FLineCount > 0 && FHost) FHost->SetVerticalIncrement(FCanvasHeight / FLineCount);
     if (oldWidth == FCanvasWidth && oldHeight == FCanvasHeight) return;
@@ -351,6 +353,29 @@ int TTreeView2::RecalcVisible2(const IntfRef<IGraphLocation>& First, int Y) {
         loc = s->GetNextSibling();
     }
     return Y;
+}
+
+// Swept and replaced states may be freed once no state leads to them: rows
+// on show were relinked just now, states off show may still point at them.
+void TTreeView2::ReleaseSwept() {
+    if (FSwept.empty()) return;
+    std::unordered_set<TNodeState*> gone;
+    for (auto& s : FSwept) gone.insert(s.get());
+    for (auto& [hash, bucket] : FCache)
+        for (auto& e : bucket) {
+            TNodeState* s = e.State.get();
+            if (gone.count(s->FNextVisible)) s->FNextVisible = nullptr;
+            if (gone.count(s->FPrevVisible)) s->FPrevVisible = nullptr;
+        }
+    auto unlinked = [&](TNodeState*& p) {
+        if (gone.count(p)) p = nullptr;
+    };
+    unlinked(FSubfocus);
+    unlinked(FSelectAnchor);
+    unlinked(FRootNode);
+    unlinked(FFirstNode);
+    unlinked(FLastCalc);
+    FSwept.clear();
 }
 
 void TTreeView2::UpdateNodeRect(TNodeState* Node, TCanvas* G) {

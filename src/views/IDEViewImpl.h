@@ -266,6 +266,7 @@ private:
     void CleanViewState();
     void PutViewState(const IntfRef<IGraphLocation>& Location, IntfRef<TNodeState> State);
     void ClearCache();
+    void ReleaseSwept();
     int RecalcVisible2(const IntfRef<IGraphLocation>& Location, int Y);
     void RefreshWalk(TNodeState* Node);
     void ProcessTreeEvent(const IntfRef<ITreeEvent>& E);

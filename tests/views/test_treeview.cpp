@@ -346,3 +346,70 @@ TEST(TreeInput, ClicksAndKeysMoveTheSubfocusAndAVetoStopsIt) {
     EXPECT_FALSE(f.View->KeyDown(38, false, false));
     EXPECT_EQ(f.View->GetSubfocus(), f.C);
 }
+
+namespace {
+// A location of a hand-made model; Hashed false makes one without IHashObject.
+class TPlainNode : public TInterfacedObject, public virtual IGraphLocation, public virtual IStringObject {
+public:
+    TPlainNode(String Name, TPlainNode* Parent) : FName(std::move(Name)), FParent(Parent) {}
+    IntfRef<IGraphLocation> GetParent() override { return FParent ? Retain<IGraphLocation>(FParent) : nullptr; }
+    TTriState HasChildren() override { return Children.empty() ? tsNo : tsYes; }
+    IntfRef<IInterfaceList> GetChildren() override {
+        auto l = NewInterfaceList();
+        for (auto& c : Children) l->Add(c);
+        return l;
+    }
+    String GetString() override { return FName; }
+    std::vector<IntfRef<IInterface>> Children;
+
+private:
+    String FName;
+    TPlainNode* FParent;
+};
+class THashedNode : public TPlainNode, public virtual IHashObject {
+public:
+    using TPlainNode::TPlainNode;
+    int32_t GetHashCode() override { return static_cast<int32_t>(reinterpret_cast<intptr_t>(this) >> 4); }
+};
+class TPlainModel : public TInterfacedObject, public virtual IGraphModel {
+public:
+    IntfRef<THashedNode> Root = Make<THashedNode>(u"root", nullptr);
+    IntfRef<IGraphLocation> GetRoot() override { return Root; }
+    IntfRef<IInterface> Get(const IntfRef<IGraphLocation>& L) override { return L; }
+    IntfRef<IGraphLocation> Find(const IntfRef<IInterface>&) override { return nullptr; }
+    void AddModelListener(const IntfRef<IGraphModelListener>&) override {}
+    void RemoveModelListener(const IntfRef<IGraphModelListener>&) override {}
+};
+}  // namespace
+
+TEST(TreeLayout, ALocationWithoutAHashGetsNoRowAndHidesTheSiblingsBehindIt) {
+    auto model = Make<TPlainModel>();
+    model->Root->Children.push_back(Make<THashedNode>(u"x", model->Root.get()));
+    model->Root->Children.push_back(Make<TPlainNode>(u"y", model->Root.get()));
+    model->Root->Children.push_back(Make<THashedNode>(u"z", model->Root.get()));
+    TFakeHost host;
+    TTreeView2 view(&host);
+    view.SetViewManager(Make<TBasicViewManager>(Make<TFixedPainter>()));
+    view.SetModel(model);
+    view.AddNotify();
+    view.Expand(model->Root);
+    static_cast<TQueuedMailbox&>(view.Mailbox()).ProcessMessages();
+    EXPECT_EQ(view.LineCount(), 2);  // root and x; y has no state, so z is never reached
+    EXPECT_EQ(view.StateCount(), 3);
+    EXPECT_EQ(view.FindRowForText(u"z", true), 3);  // the search still walks every node
+}
+
+TEST(TreeModelEvents, StatesOffShowNeverLeadIntoSweptOnes) {
+    Fixture f;
+    f.View->ExpandAll(f.Root);
+    f.Pump();
+    f.View->Collapse(f.A);  // a1, a2 keep their states, off show, still linked to b
+    f.Pump();
+    f.Model->Remove(f.B);  // b is swept
+    f.Pump();              // relayout frees it
+    f.Model->AddChild(f.Root, Make<TTextObject>(u"d"));
+    f.Pump();
+    f.View->Expand(f.A);  // a1, a2 on show again, relinked
+    EXPECT_EQ(f.Rows(), (Strings{"root", "a", "a1", "a2", "c", "d"}));
+    for (TNodeState* n = f.View->LastNode(); n; n = n->FPrevVisible) EXPECT_TRUE(n->FInUse);
+}
