@@ -238,7 +238,8 @@ void TTreeView2::ScrollView(TNodeState* Node, TNodeState* Last) {
             int ny = std::min(range.Height - vp.Height, item.Top + item.Height - vp.Height);
             if (FSnapOrigin) {
                 TNodeState* at = HitTestY(ny);
-                if (at && at->FItemRect.Top < ny && at->FNextVisible) ny = at->FNextVisible->FItemRect.Top;
+                // The row behind the one found starts the view.
+                if (at && at->FNextVisible) ny = at->FNextVisible->FItemRect.Top;
             }
             return ny;
         }

@@ -287,3 +287,18 @@ TEST(CompositePainter, SizesGapsAndRectanglesInBothOrientations) {
     EXPECT_EQ(a->Painted.back(), r1);  // painted at preferred size, never stretched
     EXPECT_EQ(b->Painted.back(), r2);
 }
+
+TEST(ImagePainters, StripsOfBoundsAwayFromTheOriginComeOutShort) {
+    // Kept behaviour: the strips' right and bottom are sizes, not edges.
+    TRecordingCanvas c;
+    auto item = Make<TImageObject>(std::make_shared<TBitmap>(10, 6, clRed));
+    auto p = Make<TImageItemPainter>(nullptr, TAlignment{aCenter, aTop});
+    p->Paint(item, &c, Rectangle(100, 50, 30, 20), {}, nullptr);
+    EXPECT_EQ(c.OpsOf(coBrushCopy)[0].R, Bounds(110, 50, 10, 6));
+    auto fills = c.OpsOf(coFillRect);
+    ASSERT_EQ(fills.size(), 3u);  // left, right, bottom; nothing above a top-aligned picture
+    EXPECT_EQ(fills[0].R, Rect(100, 50, 10, 20));   // "right" 10: an empty strip
+    EXPECT_TRUE(fills[0].R.IsEmpty());
+    EXPECT_EQ(fills[1].R, Rect(120, 50, 10, 20));
+    EXPECT_EQ(fills[2].R, Rect(110, 56, 10, 14));
+}

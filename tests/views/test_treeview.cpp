@@ -413,3 +413,53 @@ TEST(TreeModelEvents, StatesOffShowNeverLeadIntoSweptOnes) {
     EXPECT_EQ(f.Rows(), (Strings{"root", "a", "a1", "a2", "c", "d"}));
     for (TNodeState* n = f.View->LastNode(); n; n = n->FPrevVisible) EXPECT_TRUE(n->FInUse);
 }
+
+TEST(TreeScroll, ScrollViewBringsTheRowInAndSnapsToARowStart) {
+    Fixture f;
+    for (int i = 0; i < 20; ++i) f.Model->AddChild(f.Root, Make<TTextObject>(Str("n" + std::to_string(i))));
+    f.View->Expand(f.Root);
+    f.Pump();
+    f.Host.Client = {200, 60};  // three and a half rows
+    TNodeState* last = f.View->LastNode();
+    f.View->ScrollView(last);
+    // 408 - 60 = 348 lies in row 20 (340..357): the view starts at row 21.
+    EXPECT_EQ(f.View->GetPreferredSize().Height, 408);
+    EXPECT_EQ(f.Host.Scroll.Y, 357);
+    f.View->ScrollView(f.S(f.A));  // above: its top becomes the origin
+    EXPECT_EQ(f.Host.Scroll.Y, 17);
+    f.Host.Scroll = {0, 0};
+    TNodeState* sixth = f.View->HitTestLine(5);
+    f.View->ScrollView(sixth);
+    // Bottom of row 5 is 102; 102 - 60 = 42 lies inside row 2 (34..51), so
+    // the origin snaps to the start of row 3.
+    EXPECT_EQ(f.Host.Scroll.Y, 51);
+    EXPECT_EQ(f.Host.Increment, 17);
+    // Expanding scrolls the opened subtree in, as far as its parent stays.
+    f.Host.Scroll = {0, 0};
+    f.View->Collapse(f.A);
+    f.Host.Client = {200, 40};
+    f.View->Expand(f.A);
+    EXPECT_EQ(f.Host.Scroll.Y, f.S(f.A)->FItemRect.Top);  // a itself wins over its last child
+}
+
+TEST(TreeLayout, ALayoutThatChangesTheCanvasInvalidatesOnlyTheStripsThatChanged) {
+    Fixture f;
+    f.View->Expand(f.Root);
+    f.Pump();
+    f.Host.Invalidated.clear();
+    f.Model->AddChild(f.Root, Make<TTextObject>(u"a much longer name"));
+    f.Pump();
+    // Width grew from 57 + 40 to ... the same painter: only the height grows.
+    bool below = false;
+    for (const TRect& r : f.Host.Invalidated)
+        if (r.Top <= 4 * 17 && r.Bottom >= 5 * 17 && r.Left == 0) below = true;
+    EXPECT_TRUE(below);
+    EXPECT_EQ(f.Host.Range.Height, 5 * 17);  // the deferred layout set the scroll range
+    f.View->OnOverrideScrollRange = [](TTreeView2&, TDimension& d) { d.Height += 100; };
+    f.View->DoLayout();
+    EXPECT_TRUE(f.View->Mailbox().IsPending(DeferDoLayoutMsg));
+    f.View->DoLayout();  // coalesced
+    EXPECT_EQ(f.View->Mailbox().PendingCount(DeferDoLayoutMsg), 1);
+    f.Pump();
+    EXPECT_EQ(f.Host.Range.Height, 5 * 17 + 100);
+}
