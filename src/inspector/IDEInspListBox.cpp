@@ -559,14 +559,24 @@ bool TInspListBox::ProcessEditChange(int& Length, const String& Text) {
 void TInspListBox::RefillList(TPropItem* Row) {
     // Gathered first and sorted once (when the property asks for a sorted
     // list): the list is filled again on every key.
+    // Two buffers take turns with the list button's entries, and each
+    // entry is assigned over an old one, so a refill of the same values
+    // allocates nothing.
     FListButton->SetSorted(Row->Attributes().Contains(paSortList));
-    FValuesBuffer.clear();
-    const TGetStrProc add = [this](const String& s) { FValuesBuffer.push_back(s); };
+    size_t n = 0;
+    const TGetStrProc add = [this, &n](const String& s) {
+        if (n < FValuesBuffer.size())
+            FValuesBuffer[n].assign(s);
+        else
+            FValuesBuffer.push_back(s);
+        ++n;
+    };
     if (auto wide = Supports<IPropertyWideName>(Row->Prop()))
         wide->GetValuesW(add);
     else
         Row->Prop()->GetValues(add);
-    FListButton->SetItems(std::move(FValuesBuffer));
+    FValuesBuffer.resize(n);
+    FListButton->SwapItems(FValuesBuffer);
 }
 
 int TInspListBox::FindBest(const String& Text) {

@@ -50,6 +50,12 @@ void TListButton::SetItems(std::vector<String> Items) {
     FItemIndex = -1;
 }
 
+void TListButton::SwapItems(std::vector<String>& Items) {
+    FItems.swap(Items);
+    if (FSorted) std::stable_sort(FItems.begin(), FItems.end(), LessText);
+    FItemIndex = -1;
+}
+
 void TListButton::ClearItems() {
     FItems.clear();
     FItemIndex = -1;

@@ -65,6 +65,9 @@ public:
     // --- entries
     const std::vector<String>& GetItems() const { return FItems; }
     void SetItems(std::vector<String> Items);
+    // Takes Items as the entries (sorted when Sorted) and hands the old
+    // entries back in Items, for a caller that refills often.
+    void SwapItems(std::vector<String>& Items);
     void ClearItems();
     void AddItem(const String& Item);
     int GetItemCount() const { return static_cast<int>(FItems.size()); }

@@ -94,6 +94,7 @@ private slots:
     void refusedValuesAndThrowingSettersGoToTheBridge();
     void valueListDropsDownAndSurvivesAReset();
     void dividerDragAndClippedValueHints();
+    void dirtyRowsUpdateOnceWhenInputIsQuiet();
 };
 
 void TestInspector::metaValuesConvertAndRefuseWithTheLibraryMessages() {
@@ -405,6 +406,30 @@ void TestInspector::dividerDragAndClippedValueHints() {
     QVERIFY(!insp.HintAt(QPoint(box.Middle() + 30, insp.RowRect(box.FindItem(u"enabled")).center().y())).Show);
     box.SelectItem(textRow);
     QVERIFY(!insp.HintAt(QPoint(box.Middle() + 30, insp.RowRect(textRow).center().y())).Show);
+}
+
+void TestInspector::dirtyRowsUpdateOnceWhenInputIsQuiet() {
+    QLabel label(QStringLiteral("x"));
+    QLineEdit elsewhere;
+    TInspectorControl insp;
+    insp.resize(300, 300);
+    insp.show();
+    elsewhere.show();
+    insp.SetObject(&label);
+    TInspListBox& box = insp.Box();
+    int updates = 0;
+    box.OnUpdateDirtyData = [&](TCustomPropListBox*) { ++updates; };
+    QCoreApplication::processEvents();
+    box.GetPropItem(1)->SetDirty(true);
+    box.GetPropItem(2)->SetDirty(true);
+    insp.viewport()->repaint();  // two dirty rows: one message
+    insp.viewport()->repaint();
+    QTest::keyClick(&elsewhere, Qt::Key_A);  // input while it waits
+    QCoreApplication::processEvents();
+    QCOMPARE(updates, 0);  // went back to the queue
+    QTRY_COMPARE(updates, 1);
+    QCoreApplication::processEvents();
+    QCOMPARE(updates, 1);
 }
 
 QTEST_MAIN(TestInspector)

@@ -214,6 +214,13 @@ TEST(InspValueList, TypingCompletesToTheFirstMatchInListOrderAndBackspaceDoesNot
     EXPECT_EQ(color->Count("SetValue"), 0);  // completion doesn't write
     b.Key(vkReturn);
     EXPECT_EQ(color->Written.back(), u"cx");
+    // The values are asked again at every key: a changed list is seen at once.
+    color->FValues = {u"Crimson"};
+    EXPECT_EQ(b.FindBest(u"C"), 0);
+    EXPECT_EQ(b.button.GetItems(), (std::vector<String>{u"Crimson"}));
+    color->FValues = {u"clRed", u"Cyan", u"clBlack"};
+    EXPECT_EQ(b.FindBest(u"cy"), 1);
+    EXPECT_EQ(b.button.GetItems().size(), 3u);
 }
 
 TEST(InspValueList, ReadOnlyListTakesKeysOnlyWhenTheyMatchAndBackspaceToNothingRestores) {

@@ -170,6 +170,11 @@ void TPropInspEdit::keyPressEvent(QKeyEvent* Event) {
     CallGuarded(nullptr, [&] {
         TInspListBox& box = FOwner->Box();
         const TShiftState shift = ShiftOf(Event->modifiers());
+        if (Event->key() == Qt::Key_F1 && box.Populated() && box.OnHelp) {
+            box.OnHelp();
+            consumed = true;
+            return;
+        }
         if (int vk = VirtualKey(Event->key())) {
             int key = vk;
             box.EditKeyDown(key, shift);
@@ -273,6 +278,11 @@ void TPropSelection::focusOutEvent(QFocusEvent* Event) {
 
 // ---------------------------------------------------------------------------
 
+TIDEHintWindow::TIDEHintWindow() {
+    SetColor(clInfoBk);
+    AssignQFont(Font(), QApplication::font(), clInfoText);
+}
+
 TPropertyHintWindow::TPropertyHintWindow() = default;
 
 THintWindow* TPropertyHintWindow::Create() {
@@ -294,6 +304,16 @@ TInspectorControl::TInspectorControl(QWidget* Parent) : QAbstractScrollArea(Pare
     FListButton = new TListButtonControl(viewport());
     FListButton->setObjectName(QStringLiteral("ListButton"));
     FListButton->hide();
+    FQueryButton = new QToolButton(viewport());
+    FQueryButton->setObjectName(QStringLiteral("QueryButton"));
+    FQueryButton->setText(QStringLiteral("?"));
+    FQueryButton->setCheckable(true);
+    FQueryButton->hide();
+    connect(FQueryButton, &QToolButton::clicked, this, [this] {
+        CallGuarded(nullptr, [this] {
+            if (FCore->OnQueryButtonClick) FCore->OnQueryButtonClick();
+        });
+    });
     FSelection->hide();
     FEdit->hide();
     FSelection->stackUnder(FEdit);
@@ -302,6 +322,7 @@ TInspectorControl::TInspectorControl(QWidget* Parent) : QAbstractScrollArea(Pare
     const int h = std::max(16, fontMetrics().height() + 3);
     FCore->SetItemHeight(h);
     FListButton->setFixedSize(h, h);
+    FQueryButton->setFixedSize(h, h);
     FCore->HandleExceptionProc = [](std::exception_ptr e) { HandleException(nullptr, e); };
     FCore->OnKeyDown = [this](int& key, TShiftState) { MoveRows(key); };
     FCore->OnEditDblClick = [this](bool) {
@@ -321,9 +342,21 @@ TInspectorControl::TInspectorControl(QWidget* Parent) : QAbstractScrollArea(Pare
         FCore->GetPropValue();
     };
     FMailbox = std::make_unique<TQtMailbox>([this](TMessage& m) {
-        if (m.Msg == UpdateDirtyDataMsg) FCore->UpdateDirtyData();
+        if (m.Msg != UpdateDirtyDataMsg) return;
+        // The update waits for a moment without input: while input arrives,
+        // the message goes back to the queue.
+        if (FInputSeen) {
+            FInputSeen = false;
+            FMailbox->Post(UpdateDirtyDataMsg);
+            return;
+        }
+        FCore->UpdateDirtyData();
     });
-    FCore->PostUpdateProc = [this] { FMailbox->Post(UpdateDirtyDataMsg); };
+    FCore->PostUpdateProc = [this] {
+        FInputSeen = false;
+        FMailbox->Post(UpdateDirtyDataMsg);
+    };
+    qApp->installEventFilter(this);
     FCore->UpdatePendingProc = [this] { return FMailbox->IsPending(UpdateDirtyDataMsg); };
 
     THintClient hint;
@@ -345,6 +378,7 @@ TInspectorControl::TInspectorControl(QWidget* Parent) : QAbstractScrollArea(Pare
 }
 
 TInspectorControl::~TInspectorControl() {
+    if (qApp) qApp->removeEventFilter(this);
     THintService::Instance().Unregister(viewport());
     FListButton->CloseUp(false);
     FCore->OnKeyDown = nullptr;
@@ -428,6 +462,14 @@ void TInspectorControl::Place() {
         FSelection->show();
     }
     if (!l.Edit.IsEmpty()) FEdit->setGeometry(q(l.Edit));
+    FQueryButton->setVisible(l.QueryButtonVisible);
+    if (l.QueryButtonVisible) {
+        FQueryButton->move(l.QueryButton.Left, l.QueryButton.Top);
+        TPropItem* cur = FCore->CurItem();
+        auto dbg = cur ? Supports<IDebugInspectProperty>(cur->Prop()) : IntfRef<IDebugInspectProperty>();
+        FQueryButton->setChecked(dbg && (dbg->GetQueryFlags() & IDebugInspectProperty::QueryButtonDown));
+        FQueryButton->raise();
+    }
     FListButton->setVisible(l.ButtonVisible);
     if (l.ButtonVisible) {
         FListButton->move(l.ListButton.Left, l.ListButton.Top);
@@ -526,6 +568,21 @@ void TInspectorControl::focusInEvent(QFocusEvent* Event) {
         FCore->SetActive(true);
         FCore->EditFocus();
     });
+}
+
+bool TInspectorControl::eventFilter(QObject* Watched, QEvent* Event) {
+    switch (Event->type()) {
+        case QEvent::KeyPress:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseMove:
+        case QEvent::Wheel:
+            if (FMailbox->IsPending(UpdateDirtyDataMsg)) FInputSeen = true;
+            break;
+        default:
+            break;
+    }
+    return QAbstractScrollArea::eventFilter(Watched, Event);
 }
 
 bool TInspectorControl::viewportEvent(QEvent* Event) {

@@ -12,6 +12,7 @@
 
 #include <QAbstractScrollArea>
 #include <QLineEdit>
+#include <QToolButton>
 #include <QPointer>
 #include <memory>
 
@@ -64,9 +65,17 @@ private:
     TInspectorControl* FOwner;
 };
 
-// The hint window of clipped values: the row's font style.
+// The library's hint window: the hint colour and the application's font.
 // Thread: UI thread only.
-class TPropertyHintWindow : public THintWindow {
+class TIDEHintWindow : public THintWindow {
+public:
+    TIDEHintWindow();
+};
+
+// The hint window of clipped values: it shows the text in the row's font
+// style (bold for a value that isn't its default).
+// Thread: UI thread only.
+class TPropertyHintWindow : public TIDEHintWindow {
 public:
     TPropertyHintWindow();
     static THintWindow* Create();
@@ -88,6 +97,7 @@ public:
     TPropInspEdit* Edit() const { return FEdit; }
     TListButtonControl* ListButton() const { return FListButton; }
     TPropSelection* SelectionOverlay() const { return FSelection; }
+    QToolButton* QueryButton() const { return FQueryButton; }
     // The rectangle of a row in viewport coordinates.
     QRect RowRect(int Index) const;
     // The hint for the point (viewport coordinates), as the hint service
@@ -106,6 +116,7 @@ protected:
     void focusInEvent(QFocusEvent* Event) override;
     void scrollContentsBy(int DX, int DY) override;
     bool viewportEvent(QEvent* Event) override;
+    bool eventFilter(QObject* Watched, QEvent* Event) override;
 
 private:
     friend class TPropInspEdit;
@@ -120,12 +131,14 @@ private:
     TPropInspEdit* FEdit;
     TListButtonControl* FListButton;
     TPropSelection* FSelection;
+    QToolButton* FQueryButton;
     std::unique_ptr<EditAdapter> FEditAdapter;
     std::unique_ptr<Core> FCore;
     std::unique_ptr<TQtMailbox> FMailbox;
     QPointer<QObject> FObject;
     std::shared_ptr<TQtSnapshot> FSnapshot;
     bool FSyncing = false;
+    bool FInputSeen = false;  // input arrived since the dirty-row update was posted
 };
 
 }  // namespace ide
