@@ -107,7 +107,7 @@ private:
     int TopRow(const String& name) {
         TInspListBox& box = inspector->Box();
         for (int i = 0; i < box.Count(); ++i)
-            if (box.GetPropItem(i)->ItemLevel() == 0 && SameText(box.GetPropItem(i)->GetName(), name)) return i;
+            if (box.GetPropItem(i)->ItemLevel() == 0 && AnsiSameText(box.GetPropItem(i)->GetName(), name)) return i;
         return -1;
     }
 

@@ -42,7 +42,7 @@ int TExpandedPaths::IndexOfName(const String& Name) const {
     for (int i = 0; i < Count(); ++i) {
         const String& line = FLines[static_cast<size_t>(i)];
         const size_t eq = line.find(u'=');
-        if (eq != String::npos && SameText(line.substr(0, eq), Name)) return i;
+        if (eq != String::npos && AnsiSameText(line.substr(0, eq), Name)) return i;
     }
     return -1;
 }

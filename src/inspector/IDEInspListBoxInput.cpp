@@ -116,7 +116,7 @@ int TInspListBox::SearchItem(const String& Text) const {
     for (int i = first; i < Count(); ++i) {
         TPropItem* r = GetPropItem(i);
         if (r->ItemLevel() < level) break;
-        if (r->ItemLevel() == level && StartsText(Text, r->GetName())) return i;
+        if (r->ItemLevel() == level && AnsiStartsText(Text, r->GetName())) return i;
     }
     return -1;
 }

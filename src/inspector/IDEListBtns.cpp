@@ -41,7 +41,7 @@ TListButton::TListButton() = default;
 TListButton::~TListButton() = default;
 
 namespace {
-bool LessText(const String& a, const String& b) { return LowerText(a) < LowerText(b); }
+bool LessText(const String& a, const String& b) { return WideLowerCase(a) < WideLowerCase(b); }
 }  // namespace
 
 void TListButton::SetItems(std::vector<String> Items) {
@@ -115,7 +115,7 @@ void TListButton::Click() {
 
 int TListButton::SearchItem(const String& Text) const {
     for (int i = 0; i < GetItemCount(); ++i)
-        if (StartsText(Text, FItems[static_cast<size_t>(i)])) return i;
+        if (AnsiStartsText(Text, FItems[static_cast<size_t>(i)])) return i;
     return -1;
 }
 

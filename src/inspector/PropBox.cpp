@@ -4,42 +4,8 @@
 
 namespace ide {
 
-// ---------------------------------------------------------------------------
-// Text helpers
-
-namespace {
-char16_t Fold(char16_t c) {
-    if (c >= u'A' && c <= u'Z') return static_cast<char16_t>(c + 32);
-    if (c < 0x80) return c;
-    // Latin-1 and Latin Extended-A upper case letters; enough for names and
-    // value lists, and the same on every machine.
-    if ((c >= 0xC0 && c <= 0xDE && c != 0xD7)) return static_cast<char16_t>(c + 32);
-    if (c >= 0x100 && c <= 0x17F && (c % 2) == 0 && c != 0x130) return static_cast<char16_t>(c + 1);
-    if (c >= 0x391 && c <= 0x3AB && c != 0x3A2) return static_cast<char16_t>(c + 32);  // Greek
-    if (c >= 0x410 && c <= 0x42F) return static_cast<char16_t>(c + 32);                // Cyrillic
-    if (c >= 0x400 && c <= 0x40F) return static_cast<char16_t>(c + 80);
-    return c;
-}
-}  // namespace
-
-bool SameText(const String& A, const String& B) {
-    if (A.size() != B.size()) return false;
-    for (size_t i = 0; i < A.size(); ++i)
-        if (Fold(A[i]) != Fold(B[i])) return false;
-    return true;
-}
-
-bool StartsText(const String& Prefix, const String& Text) {
-    if (Prefix.size() > Text.size()) return false;
-    for (size_t i = 0; i < Prefix.size(); ++i)
-        if (Fold(Prefix[i]) != Fold(Text[i])) return false;
-    return true;
-}
-
-String LowerText(const String& Text) {
-    String r = Text;
-    for (auto& c : r) c = Fold(c);
-    return r;
+bool AnsiStartsText(std::u16string_view Prefix, std::u16string_view Text) {
+    return Prefix.size() <= Text.size() && AnsiSameText(Prefix, Text.substr(0, Prefix.size()));
 }
 
 // ---------------------------------------------------------------------------
@@ -166,8 +132,8 @@ void TCustomPropListBox::Reset() {
 void TCustomPropListBox::AddProperty(const IntfRef<IProperty>& Prop) {
     if (!Prop) return;
     if (!FFilter.empty() && FAddLevel < 1) {
-        const String name = LowerText(Prop->GetName());
-        if (name.find(LowerText(FFilter)) == String::npos) return;
+        const String name = WideLowerCase(Prop->GetName());
+        if (name.find(WideLowerCase(FFilter)) == String::npos) return;
     }
     InsertItem(FAddIndex, Prop, FAddLevel);
     ++FAddIndex;
@@ -272,8 +238,8 @@ int TCustomPropListBox::FindItem(const String& Name) const {
     for (int i = 0; i < Count(); ++i) {
         TPropItem* r = FRows[static_cast<size_t>(i)].get();
         if (dotted) {
-            if (r->FLevel > 0 && SameText(r->GetPath(), Name)) return i;
-        } else if (SameText(r->GetName(), Name)) {
+            if (r->FLevel > 0 && AnsiSameText(r->GetPath(), Name)) return i;
+        } else if (AnsiSameText(r->GetName(), Name)) {
             return i;
         }
     }
@@ -284,7 +250,7 @@ int TCustomPropListBox::SetSelectedPropertyPath(const String& PropPath) {
     if (PropPath.find(u'.') != String::npos) return SetSelectedProperty({PropPath});
     for (int i = 0; i < Count(); ++i) {
         TPropItem* r = FRows[static_cast<size_t>(i)].get();
-        if (r->FLevel == 0 && SameText(r->GetPath(), PropPath)) {
+        if (r->FLevel == 0 && AnsiSameText(r->GetPath(), PropPath)) {
             SetItemIndex(i);
             return i;
         }
@@ -298,7 +264,7 @@ int TCustomPropListBox::SetSelectedProperty(const std::vector<String>& PropNames
     for (int i = 0; i < Count() && limit >= 0; ++i) {
         const String name = FRows[static_cast<size_t>(i)]->GetName();
         for (int k = 0; k <= limit; ++k) {
-            if (!SameText(name, PropNames[static_cast<size_t>(k)])) continue;
+            if (!AnsiSameText(name, PropNames[static_cast<size_t>(k)])) continue;
             found = i;
             // Later rows are only tried against better names.
             limit = k - 1;

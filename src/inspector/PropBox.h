@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "foundation/DesignIntf.h"
+#include "foundation/CollectionsStrings.h"
 #include "foundation/Graphics.h"
 
 namespace ide {
@@ -277,11 +278,8 @@ protected:
     std::vector<std::unique_ptr<TPropItem>>* FPending = nullptr;
 };
 
-// Case-insensitive comparisons the list box and the inspector use
-// (simple case folding, independent of the process locale).
-bool SameText(const String& A, const String& B);
-// True when the first Length(Prefix) characters of Text equal Prefix.
-bool StartsText(const String& Prefix, const String& Text);
-String LowerText(const String& Text);
+// True when Text starts with Prefix, compared as AnsiSameText compares
+// (the library's own case folding, the same on every machine).
+bool AnsiStartsText(std::u16string_view Prefix, std::u16string_view Text);
 
 }  // namespace ide

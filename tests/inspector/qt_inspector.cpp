@@ -104,7 +104,7 @@ void TestInspector::metaValuesConvertAndRefuseWithTheLibraryMessages() {
     QVERIFY(props.size() > 30);
     // Sorted by name, case-insensitively, with "parent" among them.
     for (size_t i = 1; i < props.size(); ++i)
-        QVERIFY(LowerText(props[i - 1]->GetName()) <= LowerText(props[i]->GetName()));
+        QVERIFY(WideLowerCase(props[i - 1]->GetName()) <= WideLowerCase(props[i]->GetName()));
     QVERIFY(Find(props, "parent"));
 
     auto text = Find(props, "text");
