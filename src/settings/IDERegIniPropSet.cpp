@@ -260,14 +260,24 @@ String TIniPropSet::GetValueName(const String& FieldName) {
     return p == String::npos ? FieldName : FieldName.substr(p + 1);
 }
 
+const TIniPropSet::Names& TIniPropSet::NamesOf(const TPropField* Field) {
+    Names& n = FNames[Field];
+    if (n.FieldName != Field->GetFieldName() || (n.Section.empty() && n.Ident.empty())) {
+        n.FieldName = Field->GetFieldName();
+        n.Section = GetSectionName(n.FieldName);
+        n.Ident = GetValueName(n.FieldName);
+    }
+    return n;
+}
+
 bool TIniPropSet::GetFieldData(TPropField* Field, Variant& Value) {
-    const String& n = Field->GetFieldName();
-    return ReadCache(*FValues, GetSectionName(n), GetValueName(n), Field, Value, false);
+    const Names& n = NamesOf(Field);
+    return ReadCache(*FValues, n.Section, n.Ident, Field, Value, false);
 }
 
 void TIniPropSet::SetFieldData(TPropField* Field, const Variant& Value) {
-    const String& n = Field->GetFieldName();
-    WriteCache(*FValues, GetSectionName(n), GetValueName(n), Field, Value);
+    const Names& n = NamesOf(Field);
+    WriteCache(*FValues, n.Section, n.Ident, Field, Value);
     DataEvent(peFieldChange, reinterpret_cast<intptr_t>(Field));
 }
 

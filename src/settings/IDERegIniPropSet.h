@@ -34,6 +34,7 @@
 #pragma once
 
 #include <mutex>
+#include <unordered_map>
 
 #include "settings/PropSets.h"
 #include "settings/Registry.h"
@@ -110,7 +111,10 @@ public:
     // Names the file without reading it.
     void SetFileName(const String& Value) { FValues->Rename(Value, false); }
     const String& GetRootName() const { return FRootName; }
-    void SetRootName(const String& Value) { FRootName = Value; }
+    void SetRootName(const String& Value) {
+        FRootName = Value;
+        FNames.clear();
+    }
     String GetSectionName(const String& FieldName) const;
     static String GetValueName(const String& FieldName);
 
@@ -123,8 +127,16 @@ protected:
     void InternalSavePropValues() override;
 
 private:
+    // Each field's section and ident, worked out once: reads are a cache
+    // look-up, not string surgery.
+    struct Names {
+        String FieldName, Section, Ident;
+    };
+    const Names& NamesOf(const TPropField* Field);
+
     std::unique_ptr<TMemIniFile> FValues;
     String FRootName;
+    std::unordered_map<const TPropField*, Names> FNames;
 };
 
 }  // namespace ide

@@ -360,6 +360,18 @@ void TMemIniFile::UpdateFile() {
     WriteFileAtomic(Utf8(FFileName), SaveToBytes());
 }
 
+const String* TMemIniFile::FindValue(std::u16string_view Section, std::u16string_view Ident) const {
+    const Doc::Section* s = FDoc->FindSection(Section);
+    const Doc::Line* l = s ? s->Find(Ident) : nullptr;
+    return l ? &l->Value : nullptr;
+}
+
+int32_t TMemIniFile::ReadInteger(const String& Section, const String& Ident, int32_t Default) {
+    const String* v = FindValue(Section, Ident);
+    int32_t r;
+    return v && TryStrToInt(*v, r) ? r : Default;
+}
+
 String TMemIniFile::ReadString(const String& Section, const String& Ident, const String& Default) {
     const Doc::Section* s = FDoc->FindSection(Section);
     const Doc::Line* l = s ? s->Find(Ident) : nullptr;

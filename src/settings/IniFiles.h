@@ -92,7 +92,11 @@ public:
     ~TMemIniFile() override;
 
     String ReadString(const String& Section, const String& Ident, const String& Default) override;
+    int32_t ReadInteger(const String& Section, const String& Ident, int32_t Default) override;
     void WriteString(const String& Section, const String& Ident, const String& Value) override;
+    // The cached text of a value without a copy; nil when absent. Valid
+    // until the next change of the cache.
+    const String* FindValue(std::u16string_view Section, std::u16string_view Ident) const;
     bool SectionExists(const String& Section) override;
     bool ValueExists(const String& Section, const String& Ident) override;
     void ReadSection(const String& Section, TStrings& Idents) override;
