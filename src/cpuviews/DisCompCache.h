@@ -1,0 +1,135 @@
+// The disassembly memo: what the debugger in the host has answered so far,
+// per address and per source position.
+//
+// The processor views hold no disassembler, symbol reader or debuggee access
+// of their own; every answer comes from the host, and one paint, click or
+// page movement asks for the same addresses many times. The memo keeps every
+// answer until it is told to clear: it decides nothing about freshness.
+//
+// Oddities kept on purpose:
+// - An empty answer with its bit set is a cached answer (no source line, no
+//   additional lines, an empty label are all remembered).
+// - FetchNextAddr tests cvAsm, not cvNextAddr: a next address counts as known
+//   only once the instruction itself has been disassembled and cached. A
+//   value stored by DepositNextAddr alone is kept and returned by
+//   FetchAsmCode, but never makes FetchNextAddr hit.
+// - String out-arguments are cleared first even on a miss; other
+//   out-arguments are written on a hit only.
+// - Two source positions are one key only when all three words are equal.
+//
+// Cost: one entry per address touched and one per source position touched,
+// no limit and no eviction between two clears. Fetches read the stored entry
+// in place and deposits update it in place, so a hit copies only the
+// out-arguments.
+#pragma once
+
+#include <cstdint>
+#include <unordered_map>
+
+#include "foundation/Runtime.h"
+
+namespace ide {
+
+// One source line of one symbol table. FileIndex 0 means "no source line",
+// which is the test every caller uses. Param is also the symbol table number.
+struct TCPUSourcePos {
+    uint32_t FileIndex = 0;
+    uint32_t LineNum = 0;
+    uint32_t Param = 0;
+
+    uint32_t SymTabNo() const { return Param; }
+    friend bool operator==(const TCPUSourcePos&, const TCPUSourcePos&) = default;
+};
+
+inline TCPUSourcePos MakeCPUSourcePos(uint32_t FileIndex, uint32_t LineNum, uint32_t Param) {
+    return TCPUSourcePos{FileIndex, LineNum, Param};
+}
+
+struct TCPUSourcePosHash {
+    size_t operator()(const TCPUSourcePos& P) const noexcept {
+        uint64_t h = (uint64_t(P.FileIndex) << 32) ^ P.LineNum;
+        h ^= uint64_t(P.Param) * 0x9E3779B97F4A7C15ull;
+        h ^= h >> 29;
+        return static_cast<size_t>(h * 0xBF58476D1CE4E5B9ull);
+    }
+};
+
+// The memo. A plain object owned by the disassembler view.
+// Thread: UI thread only.
+class TDisassemblyCache {
+public:
+    enum TCachedValue : uint8_t { cvAsm, cvAddlAsm, cvSourcePos, cvLabel, cvNextAddr, cvPrevAddr };
+    using TCachedValues = uint8_t;  // bit n = value n above
+    enum TSourcePosCachedValue : uint8_t { spcvFileName, spcvAddress };
+    using TSourcePosCachedValues = uint8_t;
+
+    struct TCacheEntry {
+        TCachedValues CachedValues = 0;
+        String AsmCode;
+        int64_t NextAddr = 0;
+        int64_t PrevAddr = 0;
+        String AddlAsmCode;
+        int32_t AddlAsmCount = 0;
+        TCPUSourcePos SourcePos;
+        int64_t SourcePosFirstStat = 0;
+        int32_t SourcePosLineSize = 0;
+        String LabelCode;
+
+        bool Has(TCachedValue V) const { return (CachedValues >> V) & 1u; }
+    };
+
+    struct TSourcePosCacheEntry {
+        TSourcePosCachedValues CachedValues = 0;
+        String FileName;
+        int64_t Address = 0;
+        int32_t LineSize = 0;
+
+        bool Has(TSourcePosCachedValue V) const { return (CachedValues >> V) & 1u; }
+    };
+
+    // Reads: True on a hit; string out-arguments are cleared in any case.
+    bool FetchAsmCode(int64_t Address, String& AsmCode, int64_t& NextAddress) const;
+    bool FetchNextAddr(int64_t Address, int64_t& NextAddr) const;
+    bool FetchPrevAddr(int64_t Address, int64_t& PrevAddr) const;
+    bool FetchAddlAsmCode(int64_t Address, String& AddlAsmCode, int32_t& AddlAsmCount) const;
+    bool FetchSourcePos(int64_t Address, TCPUSourcePos& SourcePos, int64_t& FirstStat, int32_t& LineSize) const;
+    bool FetchLabelCode(int64_t Address, String& LabelCode) const;
+    bool FetchFileName(const TCPUSourcePos& SourcePos, String& FileName) const;
+    bool FetchAddress(const TCPUSourcePos& SourcePos, int64_t& Address, int32_t& LineSize) const;
+
+    // Writes: accumulate into the entry of their key; no-ops while disabled.
+    void DepositAsmCode(int64_t Address, const String& AsmCode, int64_t NextAddr);
+    void DepositNextAddr(int64_t Address, int64_t NextAddr);
+    void DepositPrevAddr(int64_t Address, int64_t PrevAddr);
+    void DepositAddlAsmCode(int64_t Address, const String& AddlAsmCode, int32_t AddlAsmCount);
+    void DepositSourcePos(int64_t Address, const TCPUSourcePos& SourcePos, int64_t FirstStat, int32_t LineSize);
+    void DepositLabelCode(int64_t Address, const String& LabelCode);
+    void DepositFileName(const TCPUSourcePos& SourcePos, const String& FileName);
+    void DepositAddress(const TCPUSourcePos& SourcePos, int64_t Address, int32_t LineSize);
+
+    // Empties both maps and changes nothing else.
+    void Clear();
+
+    // The loads behind the fetches: False and a zeroed entry on a miss.
+    bool FetchCacheEntry(int64_t Address, TCacheEntry& Entry) const;
+    bool FetchSourcePosCacheEntry(const TCPUSourcePos& SourcePos, TSourcePosCacheEntry& Entry) const;
+
+    bool DisableCaching() const { return FDisableCaching; }
+    // The view's setter clears when the flag becomes True; this only stores it.
+    void SetDisableCaching(bool Value) { FDisableCaching = Value; }
+
+    size_t AddressCount() const { return FCache.size(); }
+    size_t SourcePosCount() const { return FSourcePosCache.size(); }
+
+private:
+    const TCacheEntry* Find(int64_t Address) const;
+    const TSourcePosCacheEntry* Find(const TCPUSourcePos& SourcePos) const;
+    TCacheEntry* Slot(int64_t Address);
+    TSourcePosCacheEntry* Slot(const TCPUSourcePos& SourcePos);
+
+    std::unordered_map<int64_t, TCacheEntry> FCache;
+    std::unordered_map<TCPUSourcePos, TSourcePosCacheEntry, TCPUSourcePosHash> FSourcePosCache;
+    bool FDisableCaching = false;
+};
+
+}  // namespace ide

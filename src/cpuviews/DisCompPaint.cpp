@@ -1,0 +1,187 @@
+// Painting and the text of lines: DrawLine is both the painter and the text
+// formatter, so the clipboard gets what the user sees.
+#include "cpuviews/DisComp.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace ide {
+
+namespace {
+
+String CutPath(const String& Name) {
+    const size_t slash = Name.find_last_of(u"/\\");
+    return slash == String::npos ? Name : Name.substr(slash + 1);
+}
+
+}  // namespace
+
+void TDisassemblerLogic::PaintGutter(TDisasmCanvas& Canvas, int64_t Address, const TDisRect& Rect,
+                                     bool IsSourceOrLabel) {
+    Canvas.SetColors(FColor, FFontColor);
+    if (OnPaintGutter)
+        OnPaintGutter(this, Address, Canvas, Rect, IsSourceOrLabel);
+    else
+        Canvas.FillRect(Rect);
+}
+
+bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String& Text,
+                                  TDisasmCanvas* Canvas) {
+    Draw = Draw && Canvas;
+    const int firstLine = Line;
+    const int64_t lineAddress = Address;
+    const int lh = FLineHeight;
+    const int right = FClientWidth + FLeftCol;
+    bool anyLine = !Text.empty();
+
+    if (Draw) {
+        Canvas->SetWindowOrigin(FLeftCol, 0);
+        using namespace discolor;
+        if (AddressIsSelected(Address)) {
+            // Selected text keeps the window-text colour on purpose.
+            if (FWindow && FWindow->Focused())
+                Canvas->SetColors(clHighlight, clWindowText);
+            else if (FWindow && FWindow->ThemeActive())
+                Canvas->SetColors(FWindow->ThemeUnfocusedSelectionColor(), clWindowText);
+            else
+                Canvas->SetColors(clInactiveCaption, clWindowText);
+        } else if (IsBreakpoint(Address)) {
+            Canvas->SetColors(FBreakpointColor, FBreakpointTextColor);
+        } else {
+            Canvas->SetColors(FColor, FFontColor);
+        }
+    }
+
+    auto emit = [&](const String& LineText) {
+        if (anyLine) Text += u"\r\n";
+        anyLine = true;
+        Text += LineText;
+        if (Draw) {
+            const int top = Line * lh;
+            Canvas->TextRect(TDisRect{FLeftGutterWidth, top, right, top + lh}, FLeftGutterWidth + 3, top, LineText);
+        }
+        RecordLine(Line, lineAddress);
+        ++Line;
+    };
+    auto bold = [&](bool On) {
+        if (Draw) Canvas->SetBold(On);
+    };
+
+    bool group = false;
+    String label;
+    if (SourcePos.FileIndex > 0 && FMixedSource) {
+        bold(true);
+        const String source = GetSourceText(SourcePos);
+        if (source.empty() && GetLabel(Address, label)) {
+            emit(label + u":");
+        } else {
+            String file = CutPath(GetFileName(SourcePos));
+            if (file.empty()) file = u"<unknown file>";
+            char num[16];
+            std::snprintf(num, sizeof num, ".%u: ", SourcePos.LineNum);
+            emit(file + Str(num) + source);
+        }
+        bold(false);
+        group = true;
+    } else if (GetLabel(Address, label)) {
+        bold(true);
+        emit(label + u":");
+        bold(false);
+        group = true;
+    }
+
+    if (FShowAdditionalDisasm && Line < FLineCount) {
+        String additional;
+        const int32_t count = DisassembleAdditionalAt(Address, additional);
+        if (count > 0) {
+            bold(true);
+            size_t from = 0;
+            for (int32_t i = 0; i < count; ++i) {
+                const size_t lf = from <= additional.size() ? additional.find(u'\n', from) : String::npos;
+                if (lf == String::npos) {
+                    emit(from < additional.size() ? additional.substr(from) : String());
+                    from = additional.size() + 1;
+                } else {
+                    emit(additional.substr(from, lf - from));
+                    from = lf + 1;
+                }
+            }
+            bold(false);
+            group = true;
+        }
+    }
+
+    bool result = false;
+    const int instructionLine = Line;
+    if (!(Draw && Line >= FLineCount)) {
+        String lineText;
+        DisassembleAt(Address, lineText);
+        if (anyLine) Text += u"\r\n";
+        anyLine = true;
+        Text += lineText;
+        if (Draw) {
+            const int top = Line * lh;
+            Canvas->TextRect(TDisRect{FLeftGutterWidth, top, right, top + lh}, FLeftGutterWidth + 3, top, lineText);
+            if (OnPaintEndOfLine) {
+                const int textEnd = FLeftGutterWidth + 3 + Canvas->TextWidth(lineText);
+                OnPaintEndOfLine(this, lineAddress, *Canvas, TDisRect{textEnd, top, right, top + lh}, false);
+            }
+            const bool themed = FWindow && FWindow->ThemeActive();
+            if (!themed && lineAddress <= FSelectedAddress && FSelectedAddress < Address && FWindow &&
+                FWindow->Focused())
+                Canvas->DrawFocusRect(TDisRect{FLeftGutterWidth, firstLine * lh, right + 1, (Line + 1) * lh});
+        }
+        RecordLine(Line, lineAddress);
+        ++Line;
+        result = true;
+    }
+
+    if (Draw && FLeftCol <= FLeftGutterWidth) {
+        if (group)
+            PaintGutter(*Canvas, -1, TDisRect{0, firstLine * lh, FLeftGutterWidth, instructionLine * lh}, true);
+        PaintGutter(*Canvas, lineAddress,
+                    TDisRect{0, instructionLine * lh, FLeftGutterWidth, (instructionLine + 1) * lh}, false);
+    }
+    return result;
+}
+
+void TDisassemblerLogic::Paint(TDisasmCanvas& Canvas) {
+    int line = 0;
+    IterateAddrs(
+        [&](int64_t& Address, TCPUSourcePos& SourcePos) {
+            String text;
+            const bool drew = DrawLine(Address, line, SourcePos, true, text, &Canvas);
+            if (line < FLineCount) FBottomAddress = Address;
+            return drew && line < FLineCount;
+        },
+        FTopAddress);
+    Canvas.SetWindowOrigin(0, 0);
+}
+
+String TDisassemblerLogic::GetSelectedText() {
+    String text;
+    auto selectedLineText = [&](int64_t& Address) {
+        int64_t firstStat = 0;
+        int32_t lineSize = 0;
+        TCPUSourcePos pos = FindSourceLine(Address, firstStat, lineSize);
+        if (firstStat != Address) pos.FileIndex = 0;
+        int index = GetIndex(Address, false);
+        if (index < 0) index = 0;
+        DrawLine(Address, index, pos, false, text);
+    };
+    if (FMultiSelect && FHasMultiSelection) {
+        int64_t address = std::min(FSelectedAddress, FEndSelectionAddress);
+        const int64_t high = std::max(FSelectedAddress, FEndSelectionAddress);
+        while (address <= high) {
+            const int64_t before = address;
+            selectedLineText(address);
+            if (address <= before) break;  // a host whose stream does not advance
+        }
+    } else {
+        int64_t address = FSelectedAddress;
+        selectedLineText(address);
+    }
+    return text;
+}
+
+}  // namespace ide

@@ -1,0 +1,214 @@
+// The disassembly memo and the view's read-through operations: what counts as
+// a hit, what is remembered of an empty answer, what clears.
+#include <gtest/gtest.h>
+
+#include "ScriptedHost.h"
+
+using namespace ide;
+using namespace distest;
+
+namespace {
+
+TEST(DisassemblyCache, NextAddressIsKnownOnlyOnceTheInstructionIsCached) {
+    TDisassemblyCache c;
+    int64_t next = -7;
+    String text = u"stale";
+    c.DepositNextAddr(0x100, 0x104);
+    EXPECT_FALSE(c.FetchNextAddr(0x100, next));
+    EXPECT_FALSE(c.FetchAsmCode(0x100, text, next));
+    EXPECT_TRUE(text.empty());  // string out-arguments are cleared on a miss
+    EXPECT_EQ(next, -7);        // the others are not written
+
+    c.DepositAsmCode(0x200, u"nop", 0x201);
+    ASSERT_TRUE(c.FetchNextAddr(0x200, next));
+    EXPECT_EQ(next, 0x201);
+
+    // A next address deposited alone is kept and read back with the code.
+    c.DepositNextAddr(0x300, 0x305);
+    c.DepositPrevAddr(0x300, 0x2FF);
+    TDisassemblyCache::TCacheEntry e;
+    ASSERT_TRUE(c.FetchCacheEntry(0x300, e));
+    EXPECT_EQ(e.NextAddr, 0x305);
+    EXPECT_EQ(e.CachedValues, (1u << TDisassemblyCache::cvNextAddr) | (1u << TDisassemblyCache::cvPrevAddr));
+    int64_t prev = 0;
+    EXPECT_TRUE(c.FetchPrevAddr(0x300, prev));  // no twist for the previous address
+    EXPECT_EQ(prev, 0x2FF);
+    EXPECT_FALSE(c.FetchCacheEntry(0x999, e));
+    EXPECT_EQ(e.CachedValues, 0);
+}
+
+TEST(DisassemblyCache, AnswersAccumulateAndEmptyAnswersAreHits) {
+    TDisassemblyCache c;
+    c.DepositAddlAsmCode(0x10, u"", 0);
+    c.DepositLabelCode(0x10, u"main");
+    c.DepositSourcePos(0x10, MakeCPUSourcePos(2, 40, 7), 0x0C, 9);
+    String addl = u"x";
+    int32_t count = 5;
+    ASSERT_TRUE(c.FetchAddlAsmCode(0x10, addl, count));
+    EXPECT_EQ(addl, u"");
+    EXPECT_EQ(count, 0);
+    String label;
+    ASSERT_TRUE(c.FetchLabelCode(0x10, label));
+    EXPECT_EQ(label, u"main");
+    TCPUSourcePos pos;
+    int64_t first = 0;
+    int32_t size = 0;
+    ASSERT_TRUE(c.FetchSourcePos(0x10, pos, first, size));
+    EXPECT_EQ(pos, MakeCPUSourcePos(2, 40, 7));
+    EXPECT_EQ(first, 0x0C);
+    EXPECT_EQ(size, 9);
+    EXPECT_EQ(c.AddressCount(), 1u);
+}
+
+TEST(DisassemblyCache, SourceKeysDifferInAnyWordIncludingParam) {
+    TDisassemblyCache c;
+    c.DepositFileName(MakeCPUSourcePos(1, 10, 0), u"a.c");
+    c.DepositFileName(MakeCPUSourcePos(1, 10, 1), u"b.c");
+    c.DepositAddress(MakeCPUSourcePos(1, 10, 1), 0x500, 3);
+    String name;
+    ASSERT_TRUE(c.FetchFileName(MakeCPUSourcePos(1, 10, 0), name));
+    EXPECT_EQ(name, u"a.c");
+    ASSERT_TRUE(c.FetchFileName(MakeCPUSourcePos(1, 10, 1), name));
+    EXPECT_EQ(name, u"b.c");
+    int64_t a = 0;
+    int32_t size = 0;
+    EXPECT_FALSE(c.FetchAddress(MakeCPUSourcePos(1, 10, 0), a, size));
+    ASSERT_TRUE(c.FetchAddress(MakeCPUSourcePos(1, 10, 1), a, size));
+    EXPECT_EQ(a, 0x500);
+    EXPECT_FALSE(c.FetchFileName(MakeCPUSourcePos(1, 11, 1), name));
+    c.Clear();
+    EXPECT_EQ(c.SourcePosCount(), 0u);
+}
+
+TEST(DisassemblyCache, DisablingStopsDepositsAndTheViewClearsOnlyWhenItTurnsOn) {
+    TDisassemblerLogic v;
+    v.Cache().DepositAsmCode(1, u"a", 2);
+    v.SetDisableCaching(false);  // False clears nothing
+    EXPECT_EQ(v.Cache().AddressCount(), 1u);
+    v.SetDisableCaching(true);
+    EXPECT_EQ(v.Cache().AddressCount(), 0u);
+    v.Cache().DepositAsmCode(1, u"a", 2);
+    String t;
+    int64_t n = 0;
+    EXPECT_FALSE(v.Cache().FetchAsmCode(1, t, n));
+    v.SetDisableCaching(false);  // caching resumes
+    v.Cache().DepositAsmCode(1, u"a", 2);
+    EXPECT_TRUE(v.Cache().FetchAsmCode(1, t, n));
+}
+
+struct ReadThrough : ::testing::Test {
+    ScriptedHost host;
+    TDisassemblerLogic view;
+    void SetUp() override {
+        host.Lay(0x1000, {1, 3, 2, 5});
+        host.Attach(view);
+    }
+};
+
+TEST_F(ReadThrough, ACachedInstructionCostsNoCallAndSizeZeroCachesNothing) {
+    int64_t a = 0x1001;
+    String text;
+    view.DisassembleAt(a, text);
+    EXPECT_EQ(a, 0x1004);
+    EXPECT_EQ(text, u"insn_1");
+    a = 0x1001;
+    view.DisassembleAt(a, text);
+    EXPECT_EQ(host.Disassemble, 1);
+    EXPECT_EQ(a, 0x1004);
+    EXPECT_EQ(view.GetNextAddr(0x1001), 0x1004);
+    EXPECT_EQ(host.Next, 0);  // the instruction is cached, so its next address is known
+
+    host.CacheableAnswers = false;
+    a = 0x1004;
+    view.DisassembleAt(a, text);
+    a = 0x1004;
+    view.DisassembleAt(a, text);
+    EXPECT_EQ(host.Disassemble, 3);  // asked again each time, the answer still used
+    EXPECT_EQ(a, 0x1006);
+    EXPECT_EQ(text, u"insn_2");
+}
+
+TEST_F(ReadThrough, NextAddressesAskedAloneGoToTheHostEveryTime) {
+    EXPECT_EQ(view.GetNextAddr(0x1004), 0x1006);
+    EXPECT_EQ(view.GetNextAddr(0x1004), 0x1006);
+    EXPECT_EQ(host.Next, 2);
+    EXPECT_EQ(view.GetPrevAddr(0x1006), 0x1004);
+    EXPECT_EQ(view.GetPrevAddr(0x1006), 0x1004);
+    EXPECT_EQ(host.Prev, 1);
+}
+
+TEST_F(ReadThrough, NoSourceAndNoAdditionalLinesAreAskedOnce) {
+    int64_t first = 5;
+    int32_t size = 5;
+    EXPECT_EQ(view.FindSourceLine(0x1000, first, size).FileIndex, 0u);
+    EXPECT_EQ(first, 0);
+    view.FindSourceLine(0x1000, first, size);
+    EXPECT_EQ(host.Source, 1);
+
+    EXPECT_EQ(view.DisassembleAdditionalAt(0x1000), 0);
+    EXPECT_EQ(view.DisassembleAdditionalAt(0x1000), 0);
+    EXPECT_EQ(host.AdditionalAsks, 1);
+    EXPECT_EQ(host.Prev, 1);  // the previous address is asked before the handler
+
+    TDisassemblerLogic bare;  // no handler: nothing asked, nothing deposited
+    EXPECT_EQ(bare.DisassembleAdditionalAt(0x1000), 0);
+    EXPECT_EQ(bare.Cache().AddressCount(), 0u);
+}
+
+TEST_F(ReadThrough, ALabelAnsweredTrueButEmptyIsFalseFromTheSecondTimeOn) {
+    view.OnGetLabel = [](TDisassemblerLogic*, int64_t, String& R, bool& Result) {
+        R.clear();
+        Result = true;
+    };
+    EXPECT_TRUE(view.GetLabel(0x1000));
+    EXPECT_FALSE(view.GetLabel(0x1000));
+    host.Labels[0x1004] = "loop";
+    host.Attach(view);
+    String label;
+    EXPECT_TRUE(view.GetLabel(0x1004, label));
+    EXPECT_TRUE(view.GetLabel(0x1004, label));
+    EXPECT_EQ(label, u"loop");
+    EXPECT_EQ(host.LabelAsks, 1);
+}
+
+TEST_F(ReadThrough, SourceTextAndBreakpointsAreNeverCached) {
+    host.Lines.push_back({0x1000, 0x1004, 12, "x = 1;"});
+    const TCPUSourcePos pos = MakeCPUSourcePos(1, 12, 0);
+    EXPECT_EQ(view.GetSourceText(pos), u"x = 1;");
+    EXPECT_EQ(view.GetSourceText(pos), u"x = 1;");
+    EXPECT_EQ(host.Texts, 2);
+    EXPECT_EQ(view.GetFileName(pos), u"/src/prog/main.c");
+    EXPECT_EQ(view.GetFileName(pos), u"/src/prog/main.c");
+    EXPECT_EQ(host.FileNames, 1);
+    int64_t a = 0;
+    int32_t size = 0;
+    view.FindLineCode(pos, a, size);
+    view.FindLineCode(pos, a, size);
+    EXPECT_EQ(a, 0x1000);
+    EXPECT_EQ(size, 4);
+    EXPECT_EQ(host.LineCode, 1);
+}
+
+TEST(ReadThroughWithoutHost, UnansweredLinesShowTheAddressAndStepOneByte) {
+    TDisassemblerLogic v;
+    int64_t a = 0x1000;
+    String text;
+    v.DisassembleAt(a, text);
+    EXPECT_EQ(text, u"00001000 ????");
+    EXPECT_EQ(a, 0x1001);
+    a = 0x123456789A;
+    v.DisassembleAt(a, text);
+    EXPECT_EQ(text, u"3456789a ????");  // the low 32 bits
+    v.SetAddressSize(as64);
+    a = -1;
+    v.DisassembleAt(a, text);
+    EXPECT_EQ(text, u"ffffffffffffffff ????");
+    EXPECT_EQ(a, 0);  // wraps instead of overflowing
+    EXPECT_EQ(v.GetNextAddr(0x50), 0x51);
+    EXPECT_EQ(v.GetPrevAddr(0x50), 0x4F);
+    EXPECT_FALSE(v.GetLabel(0x50));
+    EXPECT_EQ(v.GetSourceText({}), u"");
+    EXPECT_FALSE(v.IsBreakpoint(0x50));
+}
+
+}  // namespace

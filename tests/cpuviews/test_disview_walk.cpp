@@ -1,0 +1,258 @@
+// The forward walk, painting and the two line counters: where source headers,
+// labels and additional lines appear, what the screen-line map holds, and
+// scrolling forwards and backwards through a variable-length stream, also
+// from addresses in the middle of an instruction.
+#include <gtest/gtest.h>
+
+#include "ScriptedHost.h"
+
+using namespace ide;
+using namespace distest;
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// 6 screen lines of 10 pixels; 16 instructions from 0x1000.
+struct Walk : ::testing::Test {
+    ScriptedHost host;
+    RecordingWindow window;
+    TDisassemblerLogic view{&window};
+
+    void SetUp() override {
+        // insn_0 0x1000, insn_1 0x1001, insn_2 0x1004, insn_3 0x1006 (5 bytes),
+        // insn_4 0x100B, insn_5 0x100F, ...
+        host.Lay(0x1000, {1, 3, 2, 5, 4, 1, 2, 3, 6, 1, 2, 2, 7, 1, 1, 3});
+        host.Attach(view);
+        view.Resize(200, 50);
+        view.FontChanged();
+        view.SetMixedSource(false);
+    }
+
+    Lines Paint() {
+        RecordingCanvas canvas;
+        view.Paint(canvas);
+        return canvas.Lines();
+    }
+    int64_t At(int i) const { return host.Code[i].Addr; }
+};
+
+TEST_F(Walk, LineCountCountsThePartlyHiddenLineAndBottomIsItsAddress) {
+    EXPECT_EQ(view.LineHeight(), 10);
+    EXPECT_EQ(view.LineCount(), 6);
+    view.SetTopAddress(0x1000);
+    EXPECT_EQ(Paint(), (Lines{"insn_0", "insn_1", "insn_2", "insn_3", "insn_4", "insn_5"}));
+    EXPECT_EQ(view.BottomAddress(), At(5));
+    const std::vector<int64_t> expected{At(0), At(1), At(2), At(3), At(4), At(5)};
+    EXPECT_EQ(std::vector<int64_t>(view.AddressList().begin(), view.AddressList().begin() + 6), expected);
+    EXPECT_EQ(view.AddressList().size(), 128u);
+}
+
+TEST_F(Walk, MixedSourceShowsAHeaderAtEachLinesFirstStatementOnly) {
+    host.Lines = {{0x1000, 0x1004, 10, "int x = 1;"}, {0x1004, 0x100B, 11, ""}};
+    view.SetMixedSource(true);
+    view.SetTopAddress(0x1000);
+    // An empty source text without a label still prints the file form.
+    EXPECT_EQ(Paint(), (Lines{"main.c.10: int x = 1;", "insn_0", "insn_1", "main.c.11: ", "insn_2", "insn_3"}));
+    EXPECT_EQ(view.BottomAddress(), At(3));
+    EXPECT_EQ(view.GetIndex(At(2), false), 3);  // the header line holds its instruction's address
+    EXPECT_EQ(view.GetIndex(At(2), true), 4);
+
+    // A top inside a source line shows no header for it, and the next one.
+    view.SetTopAddress(At(1));
+    EXPECT_EQ(Paint(), (Lines{"insn_1", "main.c.11: ", "insn_2", "insn_3", "insn_4", "insn_5"}));
+
+    // With no source text but a label, the header is the label.
+    host.Labels[0x1004] = "loop";
+    view.ClearCache();
+    EXPECT_EQ(Paint()[1], "loop:");
+    host.FileName = "";
+    host.Lines[1].Text = "y++;";
+    view.ClearCache();
+    EXPECT_EQ(Paint()[1], "<unknown file>.11: y++;");
+}
+
+TEST_F(Walk, ALabelThenBoldAdditionalLinesThenTheInstructionWithOneGutterCallForTheGroup) {
+    host.Labels[At(1)] = "start";
+    host.Additional[At(1)] = "; call target\n; second";
+    std::vector<std::pair<int64_t, TDisRect>> gutter;
+    view.OnPaintGutter = [&](TDisassemblerLogic*, int64_t A, TDisasmCanvas&, const TDisRect& R, bool IsSource) {
+        gutter.push_back({A, R});
+        EXPECT_EQ(IsSource, A == -1);
+    };
+    view.SetTopAddress(0x1000);
+    RecordingCanvas canvas;
+    view.Paint(canvas);
+    EXPECT_EQ(canvas.Lines(), (Lines{"insn_0", "start:", "; call target", "; second", "insn_1", "insn_2"}));
+    EXPECT_FALSE(canvas.Texts[0].Bold);
+    EXPECT_TRUE(canvas.Texts[1].Bold);
+    EXPECT_TRUE(canvas.Texts[3].Bold);
+    EXPECT_FALSE(canvas.Texts[4].Bold);
+    ASSERT_GE(gutter.size(), 3u);
+    EXPECT_EQ(gutter[0].first, At(0));
+    EXPECT_EQ(gutter[1].first, -1);
+    EXPECT_EQ(gutter[1].second, (TDisRect{0, 10, 30, 40}));  // covers all but the instruction line
+    EXPECT_EQ(gutter[2].first, At(1));
+    EXPECT_EQ(gutter[2].second, (TDisRect{0, 40, 30, 50}));
+}
+
+TEST_F(Walk, GoForwardCountsEveryDisplayLineAndGoBackOnlySourceHeaders) {
+    EXPECT_EQ(view.GoForward(0, At(3)), At(3));
+    EXPECT_EQ(view.GoForward(4, At(0)), At(4));
+    EXPECT_EQ(view.GoBack(4, At(4)), At(0));
+
+    // A label takes a screen line going forward but not going back.
+    host.Labels[At(2)] = "here";
+    view.ClearCache();
+    EXPECT_EQ(view.GoForward(4, At(0)), At(3));
+    EXPECT_EQ(view.GoBack(4, At(3)), At(0) - 1);  // the page up overshoots
+
+    // A click on a label line selects the instruction below it.
+    EXPECT_EQ(view.GoForward(2, At(0)), At(2));
+    EXPECT_EQ(view.GoForward(3, At(0)), At(2));
+
+    // Source headers count both ways.
+    host.Labels.clear();
+    host.Lines = {{At(2), At(4), 20, "s"}};
+    view.ClearCache();
+    view.SetMixedSource(true);
+    EXPECT_EQ(view.GoForward(5, At(0)), At(4));
+    EXPECT_EQ(view.GoBack(5, At(4)), At(0));
+}
+
+TEST_F(Walk, GoBackLooksUpNoSourceAbove2GInA32BitView) {
+    ScriptedHost high;
+    high.Lay(0x80000000, {2, 2, 2, 2});
+    high.Lines = {{0x80000000, 0x80000008, 1, "s"}};
+    high.Attach(view);
+    view.SetMixedSource(true);
+    EXPECT_EQ(view.GoBack(3, 0x80000004), 0x80000000 - 1);
+    EXPECT_EQ(high.Source, 0);
+    view.SetAddressSize(as64);
+    view.ClearCache();
+    EXPECT_EQ(view.GoBack(3, 0x80000004), 0x80000000);  // the header line counts now
+    EXPECT_GT(high.Source, 0);
+}
+
+TEST_F(Walk, ATopInsideAnInstructionDecodesFromThatByteAndFallsBackIntoStep) {
+    view.SetTopAddress(At(3) + 1);
+    EXPECT_EQ(Paint(), (Lines{"mid_1", "insn_4", "insn_5", "insn_6", "insn_7", "insn_8"}));
+    // Scrolling up a line asks the host, which answers with the enclosing start.
+    view.VScroll(SB_LINEUP);
+    EXPECT_EQ(view.TopAddress(), At(3));
+    EXPECT_EQ(Paint()[0], "insn_3");
+    // Ctrl+Right and Ctrl+Left move the top by one byte, the selection with it.
+    view.InternalSetSelectedAddress(At(3));
+    view.KeyDown(VK_RIGHT, ssCtrl);
+    EXPECT_EQ(view.TopAddress(), At(3) + 1);
+    EXPECT_EQ(view.SelectedAddress(), At(3) + 1);
+    view.KeyDown(VK_LEFT, ssCtrl | ssAlt);
+    EXPECT_EQ(view.TopAddress(), At(3));
+    EXPECT_EQ(view.SelectedAddress(), At(3));
+}
+
+TEST_F(Walk, PagesAndLinesScrollBothWaysThroughTheStream) {
+    view.SetTopAddress(At(0));
+    Paint();
+    view.VScroll(SB_PAGEDOWN);
+    EXPECT_EQ(view.TopAddress(), At(5));
+    view.VScroll(SB_LINEDOWN);
+    EXPECT_EQ(view.TopAddress(), At(6));
+    view.VScroll(SB_PAGEUP);
+    EXPECT_EQ(view.TopAddress(), At(1));
+    view.VScroll(SB_THUMBTRACK);  // the dummy bar's thumb does nothing
+    EXPECT_EQ(view.TopAddress(), At(1));
+    view.MouseWheel(-1);  // a notch down: three instructions
+    EXPECT_EQ(view.TopAddress(), At(4));
+    view.MouseWheel(2);
+    EXPECT_EQ(view.TopAddress(), At(0) - 2);  // no code above: the host steps by a byte
+
+    // Pages down and back up, painting after each move as the control does,
+    // land where they started; the second time round the memo answers all.
+    auto round = [&] {
+        view.SetTopAddress(At(0));
+        for (TScrollCode code : {SB_PAGEDOWN, SB_PAGEDOWN, SB_PAGEUP, SB_PAGEUP}) {
+            view.VScroll(code);
+            Paint();
+        }
+        EXPECT_EQ(view.TopAddress(), At(0));
+    };
+    round();
+    const int asked = host.Next + host.Prev + host.Disassemble + host.Source + host.LabelAsks;
+    round();
+    EXPECT_EQ(host.Next + host.Prev + host.Disassemble + host.Source + host.LabelAsks, asked);
+
+    // The keys move the selection by the same count of lines as the top.
+    view.InternalSetSelectedAddress(At(2));
+    view.KeyDown(VK_NEXT, 0);
+    EXPECT_EQ(view.SelectedAddress(), At(7));
+    view.KeyDown(VK_PRIOR, 0);
+    EXPECT_EQ(view.SelectedAddress(), At(2));
+}
+
+TEST_F(Walk, HorizontalScrollStepsClampsAndMovesTheOrigin) {
+    view.KeyDown(VK_RIGHT, 0);
+    EXPECT_EQ(view.LeftCol(), 8);
+    view.KeyDown(VK_LEFT, 0);
+    view.KeyDown(VK_LEFT, 0);
+    EXPECT_EQ(view.LeftCol(), 0);
+    view.HScroll(SB_THUMBTRACK, 5000);
+    EXPECT_EQ(view.LeftCol(), 200);
+    EXPECT_EQ(window.HorzMax, 400);
+    EXPECT_EQ(window.HorzPage, 200);
+    EXPECT_EQ(window.HorzPos, 200);
+    // With the gutter scrolled out, no gutter is painted.
+    int gutterCalls = 0;
+    view.OnPaintGutter = [&](TDisassemblerLogic*, int64_t, TDisasmCanvas&, const TDisRect&, bool) { ++gutterCalls; };
+    RecordingCanvas canvas;
+    view.Paint(canvas);
+    EXPECT_EQ(gutterCalls, 0);
+    view.HScroll(SB_PAGEUP, 0);
+    EXPECT_EQ(view.LeftCol(), 0);
+    view.Paint(canvas);
+    EXPECT_EQ(gutterCalls, 6);
+}
+
+TEST_F(Walk, ResizingAcrossFortyCharactersFlipsSmallDisplayAndLosesTheCache) {
+    EXPECT_TRUE(view.SmallDisplay());  // 40 * 8 + 30 > 200
+    view.SetTopAddress(At(0));
+    Paint();
+    ASSERT_GT(view.Cache().AddressCount(), 0u);
+    view.Resize(300, 80);
+    EXPECT_EQ(view.LineCount(), 9);
+    EXPECT_GT(view.Cache().AddressCount(), 0u);
+    view.Resize(400, 80);
+    EXPECT_FALSE(view.SmallDisplay());
+    EXPECT_EQ(view.Cache().AddressCount(), 0u);
+    Paint();
+    view.FontChanged();  // fonts don't touch the flag or the cache
+    EXPECT_GT(view.Cache().AddressCount(), 0u);
+    EXPECT_FALSE(view.SmallDisplay());
+}
+
+TEST_F(Walk, PaintColoursSelectionBreakpointsAndTheFocusRectangleByRange) {
+    host.Breakpoints[At(2)] = true;
+    view.SetTopAddress(At(0));
+    view.InternalSetSelectedAddress(At(1) + 1);  // inside insn_1
+    window.Focus = true;
+    RecordingCanvas canvas;
+    view.Paint(canvas);
+    EXPECT_EQ(canvas.Texts[2].Back, discolor::clRed);
+    EXPECT_EQ(canvas.Texts[2].Fore, discolor::clBlack);
+    EXPECT_EQ(canvas.Texts[0].Back, discolor::clBtnFace);
+    ASSERT_EQ(canvas.FocusRects.size(), 1u);  // the selection points into insn_1
+    EXPECT_EQ(canvas.FocusRects[0], (TDisRect{30, 10, 201, 20}));
+
+    view.InternalSetSelectedAddress(At(1));
+    canvas = {};
+    view.Paint(canvas);
+    EXPECT_EQ(canvas.Texts[1].Back, discolor::clHighlight);
+    EXPECT_EQ(canvas.Texts[1].Fore, discolor::clWindowText);  // no highlight-text colour, on purpose
+    window.Focus = false;
+    canvas = {};
+    view.Paint(canvas);
+    EXPECT_EQ(canvas.Texts[1].Back, discolor::clInactiveCaption);
+    EXPECT_TRUE(canvas.FocusRects.empty());
+}
+
+}  // namespace
