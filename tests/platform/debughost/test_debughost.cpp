@@ -1,0 +1,210 @@
+// The debug host over a real program: a -g -O0 debuggee built with the tests
+// is run to a breakpoint; the disassembly, the source line and stepping are
+// checked through the same events the disassembler view uses; the program's
+// end, a kill, unreadable memory, garbage code and damaged files must leave
+// defined answers.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/debughost/DisasmBackEnd.h"
+
+using namespace ide;
+
+namespace {
+
+const std::string kDebuggee = IDE_TEST_DEBUGGEE;
+
+struct StoppedAtAdd : ::testing::Test {
+    std::shared_ptr<TElfImage> image = TElfImage::Open(kDebuggee);
+    TDebugProcess process;
+    std::unique_ptr<TDisasmBackEnd> backEnd;
+    TDisassemblerLogic view;
+    uint64_t addLine = 0;  // first code of "int c = a + b;"
+
+    void SetUp() override {
+        process.Start(kDebuggee);
+        backEnd = std::make_unique<TDisasmBackEnd>(process, image);
+        backEnd->Attach(view);
+        const uint32_t file = image->FileIndexOf("debuggee.c");
+        ASSERT_GT(file, 0u);
+        const TLineRange* line = image->LineCode(file, 6);
+        ASSERT_NE(line, nullptr);
+        addLine = backEnd->ToProgram(line->Start);
+        process.SetBreakpoint(addLine);
+        ASSERT_EQ(process.Continue(), psStopped);
+        ASSERT_EQ(process.InstructionPointer(), addLine);
+    }
+};
+
+TEST_F(StoppedAtAdd, TheViewShowsTheSourceLineLabelAndCodeAtTheBreakpoint) {
+    int64_t first = 0;
+    int32_t size = 0;
+    const TCPUSourcePos pos = view.FindSourceLine(static_cast<int64_t>(addLine), first, size);
+    EXPECT_EQ(pos.LineNum, 6u);
+    EXPECT_EQ(first, static_cast<int64_t>(addLine));
+    EXPECT_GT(size, 0);
+    EXPECT_EQ(view.GetSourceText(pos), u"    int c = a + b;");
+    EXPECT_TRUE(view.GetFileName(pos).ends_with(u"debuggee.c"));
+
+    // The function's label, and its first instruction (the int3 is hidden).
+    const uint64_t add = backEnd->ToProgram(image->FindSymbol("add")->Address);
+    String label;
+    EXPECT_TRUE(view.GetLabel(static_cast<int64_t>(add), label));
+    EXPECT_EQ(label, u"add");
+    int64_t a = static_cast<int64_t>(add);
+    String text;
+    view.DisassembleAt(a, text);
+    EXPECT_TRUE(text.ends_with(u"push rbp")) << Utf8(text);
+    EXPECT_EQ(a, static_cast<int64_t>(add + 1));
+    EXPECT_EQ(view.GetPrevAddr(a), static_cast<int64_t>(add));
+
+    a = static_cast<int64_t>(addLine);
+    view.DisassembleAt(a, text);
+    EXPECT_EQ(text.find(u"cc "), String::npos) << Utf8(text);  // the original byte, not the int3
+    EXPECT_TRUE(view.IsBreakpoint(static_cast<int64_t>(addLine)));
+
+    // main's call names its target, in the line and in an additional line.
+    const TElfSymbol* main = image->FindSymbol("main");
+    int64_t m = static_cast<int64_t>(backEnd->ToProgram(main->Address));
+    bool sawCall = false;
+    for (int i = 0; i < 40 && !sawCall; ++i) {
+        String addl;
+        const int64_t here = m;
+        view.DisassembleAt(m, text);
+        if (text.find(u"call") != String::npos) {
+            sawCall = true;
+            EXPECT_TRUE(text.ends_with(u"<add>")) << Utf8(text);
+            EXPECT_EQ(view.DisassembleAdditionalAt(here, addl), 1);
+            EXPECT_EQ(addl, u"; call add");
+        }
+    }
+    EXPECT_TRUE(sawCall);
+}
+
+TEST_F(StoppedAtAdd, SteppingFollowsTheDecodedStreamAndTheLoopHitsTheBreakpointAgain) {
+    const int64_t next = view.GetNextAddr(static_cast<int64_t>(addLine));
+    ASSERT_EQ(process.Step(), psStopped);  // off the breakpoint, transparently
+    EXPECT_EQ(process.InstructionPointer(), static_cast<uint64_t>(next));
+    ASSERT_EQ(process.Step(), psStopped);
+    EXPECT_EQ(process.InstructionPointer(), static_cast<uint64_t>(view.GetNextAddr(next)));
+
+    user_regs_struct regs{};
+    ASSERT_TRUE(process.GetRegisters(regs));
+    EXPECT_EQ(regs.rip, process.InstructionPointer());
+    EXPECT_NE(regs.rsp, 0u);
+
+    ASSERT_EQ(process.Continue(), psStopped);  // the second round of the loop
+    EXPECT_EQ(process.InstructionPointer(), addLine);
+    EXPECT_FALSE(process.ToggleBreakpoint(addLine));
+    EXPECT_EQ(process.Continue(), psExited);
+    EXPECT_EQ(process.ExitCode(), 7);
+    EXPECT_EQ(process.StatusText(), "Process exited with code 7");
+
+    // The view stays usable: the code now comes from the file.
+    int64_t a = static_cast<int64_t>(addLine);
+    String text;
+    view.ClearCache();
+    view.DisassembleAt(a, text);
+    EXPECT_NE(text.find(u"mov"), String::npos) << Utf8(text);
+    EXPECT_FALSE(view.IsBreakpoint(static_cast<int64_t>(addLine)));
+    EXPECT_EQ(process.Step(), psExited);
+    EXPECT_EQ(process.InstructionPointer(), 0u);
+}
+
+TEST_F(StoppedAtAdd, UnreadableMemoryAndAKilledProgramGiveDefinedLines) {
+    uint8_t byte = 0;
+    EXPECT_EQ(process.ReadMemory(0x10, &byte, 1), 0u);
+    int64_t a = 0x10;
+    String text;
+    view.DisassembleAt(a, text);
+    EXPECT_EQ(text, u"0000000000000010  ??                        <unreadable>");
+    EXPECT_EQ(a, 0x11);
+
+    // A read running off the end of a mapping keeps the part before it.
+    uint64_t end = 0;
+    for (const TMemoryRegion& r : process.Maps())
+        if (r.Readable() && r.Path.ends_with("debuggee")) end = std::max(end, r.End);
+    ASSERT_NE(end, 0u);
+    uint8_t buf[32];
+    const size_t got = process.ReadMemory(end - 8, buf, sizeof buf);
+    EXPECT_LE(got, 8u);
+
+    process.Kill();
+    EXPECT_EQ(process.State(), psKilled);
+    EXPECT_EQ(process.StatusText(), "Process killed by signal 9");
+    EXPECT_EQ(backEnd->StatusText(), "Process killed by signal 9");
+    user_regs_struct regs{};
+    EXPECT_FALSE(process.GetRegisters(regs));
+}
+
+TEST(StaticImage, DisassemblesAFilesTextAndSaysWhatIsMissing) {
+    auto image = TElfImage::Open(kDebuggee);
+    EXPECT_TRUE(image->HasDebugInfo());
+    TDisasmBackEnd backEnd(image);
+    TDisassemblerLogic view;
+    backEnd.Attach(view);
+    // Decoding the whole .text in steps lands exactly on its end.
+    uint64_t a = image->TextAddress();
+    int guard = 0;
+    while (a < image->TextEnd() && ++guard < 100000) a = backEnd.NextAddress(a);
+    EXPECT_EQ(a, image->TextEnd());
+    // Past the end of the file's code: one defined line, then the next byte.
+    int64_t past = static_cast<int64_t>(image->TextEnd() + 0x100000);
+    String text;
+    view.DisassembleAt(past, text);
+    EXPECT_TRUE(text.ends_with(u"<unreadable>"));
+    EXPECT_EQ(past, static_cast<int64_t>(image->TextEnd() + 0x100001));
+
+    // A system program without debug information still disassembles.
+    if (std::filesystem::exists("/usr/bin/ls")) {
+        auto ls = TElfImage::Open("/usr/bin/ls");
+        EXPECT_FALSE(ls->HasDebugInfo());
+        EXPECT_EQ(ls->DebugInfoMessage(), "No debug information in /usr/bin/ls");
+        TDisasmBackEnd lsEnd(ls);
+        uint64_t at = ls->TextAddress();
+        const String line = lsEnd.InstructionText(at, false);
+        EXPECT_GT(at, ls->TextAddress());
+        EXPECT_EQ(line.find(u"(bad)"), String::npos);
+    }
+}
+
+TEST(StaticImage, GarbageCodeAndDamagedFilesGiveClearAnswers) {
+    TX86Decoder decoder;
+    const uint8_t bad[] = {0x06};  // no such instruction in 64-bit mode
+    TDecodedInstruction d = decoder.Decode(0x1000, bad, sizeof bad);
+    EXPECT_FALSE(d.Valid);
+    EXPECT_EQ(d.Length, 1);
+    EXPECT_EQ(d.Text, "(bad)");
+    const uint8_t cut[] = {0x48, 0x8b};  // mov, cut short
+    EXPECT_FALSE(decoder.Decode(0x1000, cut, sizeof cut).Valid);
+    const uint8_t call[] = {0xE8, 0x10, 0x00, 0x00, 0x00};
+    d = decoder.Decode(0x1000, call, sizeof call);
+    EXPECT_TRUE(d.IsCall);
+    EXPECT_EQ(d.Target, 0x1015u);
+
+    const std::filesystem::path dir = std::filesystem::temp_directory_path();
+    const std::string junk = (dir / "ide_debughost_junk.bin").string();
+    std::ofstream(junk) << "this is not a program";
+    try {
+        TElfImage::Open(junk);
+        ADD_FAILURE() << "a text file opened as a program";
+    } catch (const EDebugHostError& e) {
+        EXPECT_EQ(std::string(e.what()), junk + " is not an ELF file");
+    }
+    // A real header whose sections lie past the end of the file.
+    std::ifstream in(kDebuggee, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string cutFile = (dir / "ide_debughost_cut.bin").string();
+    std::ofstream(cutFile, std::ios::binary) << bytes.substr(0, 2000);
+    EXPECT_THROW(TElfImage::Open(cutFile), EDebugHostError);
+    EXPECT_THROW(TElfImage::Open(dir / "no_such_program"), EDebugHostError);
+    TDebugProcess p;
+    EXPECT_THROW(p.Start(junk), EDebugHostError);  // not executable
+    std::filesystem::remove(junk);
+    std::filesystem::remove(cutFile);
+}
+
+}  // namespace
