@@ -1,0 +1,169 @@
+// The disassembler view over the C library's .text, through the view's own
+// read-through path (the memo in front of the Zydis back end in static
+// mode), against `objdump -d -j .text` run as a process on the same file,
+// output to /dev/null. Both print addresses, code bytes and instructions.
+//
+// - Disasm/ideCold: a new view (empty memo) walks the whole .text with
+//   DisassembleAt, one instruction after the other; the file is opened inside
+//   the timing too.
+// - Disasm/ideWarm: the same walk on a view whose memo already holds it all.
+// - Scroll/ideCached against Scroll/viewWithoutCache: the same view, 60
+//   lines high, moved 10,000 pages (up and down over a 50-page stretch of the
+//   library, painted after every move with a canvas that draws nothing), with
+//   its memo and with DisableCaching. Without the memo every line up asks the
+//   back end for a previous address, which decodes forward again from the
+//   start of the enclosing function.
+//
+// Times are processor time (user + system), for objdump that of the child
+// process: the machines these run on are shared, and wall time there says
+// more about the neighbours than about the code.
+#include <benchmark/benchmark.h>
+
+#include <sys/resource.h>
+#include <time.h>
+
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "platform/debughost/DisasmBackEnd.h"
+
+using namespace ide;
+
+namespace {
+
+std::string LibC() {
+    std::error_code ec;
+    for (const char* p : {"/lib/x86_64-linux-gnu/libc.so.6", "/usr/lib/x86_64-linux-gnu/libc.so.6"}) {
+        auto real = std::filesystem::canonical(p, ec);
+        if (!ec) return real.string();
+    }
+    return {};
+}
+
+struct NullCanvas : TDisasmCanvas {
+    void SetWindowOrigin(int, int) override {}
+    void SetColors(TDisColor, TDisColor) override {}
+    void SetBold(bool) override {}
+    int TextWidth(const String& T) override { return 7 * static_cast<int>(T.size()); }
+    int TextHeight(const String&) override { return 14; }
+    void TextRect(const TDisRect&, int, int, const String& T) override { benchmark::DoNotOptimize(T.data()); }
+    void FillRect(const TDisRect&) override {}
+    void DrawFocusRect(const TDisRect&) override {}
+};
+
+struct NullWindow : TDisasmWindow {
+    void Invalidate() override {}
+    void InvalidateRect(const TDisRect&) override {}
+    bool Focused() const override { return true; }
+    int TextWidth(const String& T) override { return 7 * static_cast<int>(T.size()); }
+    int TextHeight(const String&) override { return 14; }
+    void ShowScrollBars(bool) override {}
+    void SetHorzScroll(int, int, int) override {}
+};
+
+double ChildrenCpu() {
+    rusage u{};
+    getrusage(RUSAGE_CHILDREN, &u);
+    return static_cast<double>(u.ru_utime.tv_sec + u.ru_stime.tv_sec) +
+           1e-6 * static_cast<double>(u.ru_utime.tv_usec + u.ru_stime.tv_usec);
+}
+
+double OwnCpu() {
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+size_t WalkText(TDisassemblerLogic& View, const TElfImage& Image) {
+    int64_t a = static_cast<int64_t>(Image.TextAddress());
+    const int64_t end = static_cast<int64_t>(Image.TextEnd());
+    String text;
+    size_t lines = 0;
+    while (a < end) {
+        View.DisassembleAt(a, text);
+        ++lines;
+    }
+    benchmark::DoNotOptimize(text.data());
+    return lines;
+}
+
+void DisasmObjdump(benchmark::State& state) {
+    const std::string lib = LibC();
+    const std::string cmd = "objdump -d -j .text '" + lib + "' > /dev/null 2>&1";
+    for (auto _ : state) {
+        const double before = ChildrenCpu();
+        if (std::system(cmd.c_str()) != 0) state.SkipWithError("objdump failed");
+        state.SetIterationTime(ChildrenCpu() - before);
+    }
+}
+
+void DisasmIdeCold(benchmark::State& state) {
+    const std::string lib = LibC();
+    size_t lines = 0;
+    for (auto _ : state) {
+        const double before = OwnCpu();
+        auto image = TElfImage::Open(lib);
+        TDisasmBackEnd backEnd(image);
+        TDisassemblerLogic view;
+        backEnd.Attach(view);
+        view.SetSmallDisplay(false);
+        lines = WalkText(view, *image);
+        state.SetIterationTime(OwnCpu() - before);
+    }
+    state.counters["insns"] = static_cast<double>(lines);
+}
+
+void DisasmIdeWarm(benchmark::State& state) {
+    auto image = TElfImage::Open(LibC());
+    TDisasmBackEnd backEnd(image);
+    TDisassemblerLogic view;
+    backEnd.Attach(view);
+    WalkText(view, *image);
+    size_t lines = 0;
+    for (auto _ : state) {
+        const double before = OwnCpu();
+        lines = WalkText(view, *image);
+        state.SetIterationTime(OwnCpu() - before);
+    }
+    state.counters["insns"] = static_cast<double>(lines);
+}
+
+void Scroll(benchmark::State& state, bool Cached) {
+    auto image = TElfImage::Open(LibC());
+    TDisasmBackEnd backEnd(image);
+    NullWindow window;
+    NullCanvas canvas;
+    TDisassemblerLogic view(&window);
+    backEnd.Attach(view);
+    view.Resize(900, 59 * 14);
+    view.FontChanged();
+    view.SetDisableCaching(!Cached);
+    // A stretch a little into the library, where long functions are.
+    const int64_t start = static_cast<int64_t>(image->TextAddress() + image->Text().size() / 3);
+    view.SetTopAddress(start);
+    view.Paint(canvas);
+    int step = 0;
+    for (auto _ : state) {
+        const double before = OwnCpu();
+        view.VScroll((step / 50) % 2 == 0 ? SB_PAGEDOWN : SB_PAGEUP);
+        view.Paint(canvas);
+        ++step;
+        state.SetIterationTime(OwnCpu() - before);
+    }
+    state.counters["lines"] = view.LineCount();
+}
+
+BENCHMARK(DisasmObjdump)->Name("Disasm/objdump")->Unit(benchmark::kMillisecond)->Iterations(3)->UseManualTime();
+BENCHMARK(DisasmIdeCold)->Name("Disasm/ideCold")->Unit(benchmark::kMillisecond)->Iterations(3)->UseManualTime();
+BENCHMARK(DisasmIdeWarm)->Name("Disasm/ideWarm")->Unit(benchmark::kMillisecond)->Iterations(5)->UseManualTime();
+BENCHMARK_CAPTURE(Scroll, cached, true)->Name("Scroll/ideCached")->Unit(benchmark::kMicrosecond)->Iterations(10000)->UseManualTime();
+BENCHMARK_CAPTURE(Scroll, uncached, false)
+    ->Name("Scroll/viewWithoutCache")
+    ->Unit(benchmark::kMicrosecond)
+    ->Iterations(10000)
+    ->UseManualTime();
+
+}  // namespace
