@@ -52,6 +52,8 @@ struct NullCanvas : TDisasmCanvas {
     void TextRect(const TDisRect&, int, int, const String& T) override { benchmark::DoNotOptimize(T.data()); }
     void FillRect(const TDisRect&) override {}
     void DrawFocusRect(const TDisRect&) override {}
+    void Ellipse(const TDisRect&) override {}
+    void Polygon(const TDisPoint*, int) override {}
 };
 
 struct NullWindow : TDisasmWindow {

@@ -30,7 +30,10 @@
 // - Ctrl+Left moves the top one byte down in memory, Ctrl+Right one byte up.
 // Decisions where the behaviour is open: without OnGetNextAddr or
 // OnGetPrevAddr the view steps by one byte; the selected-text walk stops
-// when the host's next address does not advance.
+// when the host's next address does not advance; GoForward stops after
+// 65,536 instructions (its 16-bit counter could otherwise wrap for ever);
+// an additional-lines count beyond the lines of its text gives the lines
+// the text holds; the selected text holds at most 65,536 instructions.
 #pragma once
 
 #include <functional>

@@ -6,9 +6,37 @@ namespace {
 constexpr uint8_t Bit(unsigned V) { return static_cast<uint8_t>(1u << V); }
 }  // namespace
 
+namespace {
+inline size_t HashAddress(int64_t Address, size_t Mask) {
+    uint64_t h = static_cast<uint64_t>(Address) * 0x9E3779B97F4A7C15ull;
+    return static_cast<size_t>(h ^ (h >> 32)) & Mask;
+}
+}  // namespace
+
+int32_t TDisassemblyCache::Lookup(int64_t Address) const {
+    if (FSlots.empty()) return -1;
+    const size_t mask = FSlots.size() - 1;
+    for (size_t i = HashAddress(Address, mask);; i = (i + 1) & mask) {
+        const uint32_t slot = FSlots[i];
+        if (slot == 0) return -1;
+        if (FKeys[slot - 1] == Address) return static_cast<int32_t>(slot - 1);
+    }
+}
+
+void TDisassemblyCache::Grow() {
+    const size_t capacity = FSlots.empty() ? 64 : FSlots.size() * 2;
+    FSlots.assign(capacity, 0);
+    const size_t mask = capacity - 1;
+    for (uint32_t e = 0; e < FKeys.size(); ++e) {
+        size_t i = HashAddress(FKeys[e], mask);
+        while (FSlots[i] != 0) i = (i + 1) & mask;
+        FSlots[i] = e + 1;
+    }
+}
+
 const TDisassemblyCache::TCacheEntry* TDisassemblyCache::Find(int64_t Address) const {
-    auto it = FCache.find(Address);
-    return it == FCache.end() ? nullptr : &it->second;
+    const int32_t index = Lookup(Address);
+    return index < 0 ? nullptr : &FEntries[static_cast<size_t>(index)];
 }
 
 const TDisassemblyCache::TSourcePosCacheEntry* TDisassemblyCache::Find(const TCPUSourcePos& SourcePos) const {
@@ -17,7 +45,17 @@ const TDisassemblyCache::TSourcePosCacheEntry* TDisassemblyCache::Find(const TCP
 }
 
 TDisassemblyCache::TCacheEntry* TDisassemblyCache::Slot(int64_t Address) {
-    return FDisableCaching ? nullptr : &FCache[Address];
+    if (FDisableCaching) return nullptr;
+    const int32_t index = Lookup(Address);
+    if (index >= 0) return &FEntries[static_cast<size_t>(index)];
+    if ((FEntries.size() + 1) * 2 > FSlots.size()) Grow();
+    const size_t mask = FSlots.size() - 1;
+    size_t i = HashAddress(Address, mask);
+    while (FSlots[i] != 0) i = (i + 1) & mask;
+    FEntries.emplace_back();
+    FKeys.push_back(Address);
+    FSlots[i] = static_cast<uint32_t>(FEntries.size());
+    return &FEntries.back();
 }
 
 TDisassemblyCache::TSourcePosCacheEntry* TDisassemblyCache::Slot(const TCPUSourcePos& SourcePos) {
@@ -165,7 +203,9 @@ void TDisassemblyCache::DepositAddress(const TCPUSourcePos& SourcePos, int64_t A
 }
 
 void TDisassemblyCache::Clear() {
-    FCache.clear();
+    std::vector<TCacheEntry>().swap(FEntries);  // gives the memory back too
+    std::vector<int64_t>().swap(FKeys);
+    std::vector<uint32_t>().swap(FSlots);
     FSourcePosCache.clear();
 }
 

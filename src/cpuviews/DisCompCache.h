@@ -20,11 +20,15 @@
 // Cost: one entry per address touched and one per source position touched,
 // no limit and no eviction between two clears. Fetches read the stored entry
 // in place and deposits update it in place, so a hit copies only the
-// out-arguments.
+// out-arguments. The address map is an open-addressing index over a vector
+// of entries: a walk through a whole library's code touches hundreds of
+// thousands of addresses, and a node per entry would cost a cache miss and
+// an allocation each.
 #pragma once
 
 #include <cstdint>
 #include <unordered_map>
+#include <vector>
 
 #include "foundation/Runtime.h"
 
@@ -118,7 +122,7 @@ public:
     // The view's setter clears when the flag becomes True; this only stores it.
     void SetDisableCaching(bool Value) { FDisableCaching = Value; }
 
-    size_t AddressCount() const { return FCache.size(); }
+    size_t AddressCount() const { return FEntries.size(); }
     size_t SourcePosCount() const { return FSourcePosCache.size(); }
 
 private:
@@ -127,7 +131,13 @@ private:
     TCacheEntry* Slot(int64_t Address);
     TSourcePosCacheEntry* Slot(const TCPUSourcePos& SourcePos);
 
-    std::unordered_map<int64_t, TCacheEntry> FCache;
+    // FSlots[i] is 0 (free) or 1 + an index into FEntries; the capacity is a
+    // power of two, at most half full.
+    int32_t Lookup(int64_t Address) const;
+    void Grow();
+    std::vector<TCacheEntry> FEntries;
+    std::vector<int64_t> FKeys;
+    std::vector<uint32_t> FSlots;
     std::unordered_map<TCPUSourcePos, TSourcePosCacheEntry, TCPUSourcePosHash> FSourcePosCache;
     bool FDisableCaching = false;
 };

@@ -187,10 +187,13 @@ void TDisassemblerLogic::IterateAddrs(const TIterateCallback& Callback, int64_t 
 int64_t TDisassemblerLogic::GoForward(int Count, int64_t Address) {
     uint16_t counter = 0;  // 16 bits wide, as the line arithmetic of the view
     int64_t last = Address;
+    // A 16-bit counter can wrap when a host claims thousands of additional
+    // lines; no screen is 65,536 instructions long, so the walk ends there.
+    int steps = 0;
     IterateAddrs(
         [&](int64_t& A, TCPUSourcePos& Pos) {
             last = A;
-            if (!(counter < Count)) return false;
+            if (!(counter < Count) || ++steps > 0x10000) return false;
             ++counter;
             if (Pos.FileIndex > 0)
                 ++counter;

@@ -9,6 +9,10 @@ namespace ide {
 
 namespace {
 
+// A selection can span any two addresses; its text stops after this many
+// instructions rather than filling the memory.
+constexpr int kMaxSelectedInstructions = 0x10000;
+
 String CutPath(const String& Name) {
     const size_t slash = Name.find_last_of(u"/\\");
     return slash == String::npos ? Name : Name.substr(slash + 1);
@@ -95,8 +99,11 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
         const int32_t count = DisassembleAdditionalAt(Address, additional);
         if (count > 0) {
             bold(true);
+            // A count beyond the lines the text holds gives the lines it holds.
+            const int32_t held =
+                1 + static_cast<int32_t>(std::min<size_t>(std::count(additional.begin(), additional.end(), u'\n'), 0x7FFFFFFE));
             size_t from = 0;
-            for (int32_t i = 0; i < count; ++i) {
+            for (int32_t i = 0; i < std::min(count, held); ++i) {
                 const size_t lf = from <= additional.size() ? additional.find(u'\n', from) : String::npos;
                 if (lf == String::npos) {
                     emit(from < additional.size() ? additional.substr(from) : String());
@@ -172,7 +179,7 @@ String TDisassemblerLogic::GetSelectedText() {
     if (FMultiSelect && FHasMultiSelection) {
         int64_t address = std::min(FSelectedAddress, FEndSelectionAddress);
         const int64_t high = std::max(FSelectedAddress, FEndSelectionAddress);
-        while (address <= high) {
+        for (int count = 0; address <= high && count < kMaxSelectedInstructions; ++count) {
             const int64_t before = address;
             selectedLineText(address);
             if (address <= before) break;  // a host whose stream does not advance

@@ -18,6 +18,10 @@ class TDisassemblerLogic;
 
 enum TAddressSize : uint8_t { as32, as64 };
 
+struct TDisPoint {
+    int X = 0, Y = 0;
+};
+
 // A rectangle by its edges, right and bottom exclusive.
 struct TDisRect {
     int Left = 0, Top = 0, Right = 0, Bottom = 0;
@@ -70,6 +74,9 @@ public:
     virtual void TextRect(const TDisRect& Clip, int X, int Y, const String& Text) = 0;
     virtual void FillRect(const TDisRect& Rect) = 0;
     virtual void DrawFocusRect(const TDisRect& Rect) = 0;
+    // For the host's gutter marks: filled with the brush.
+    virtual void Ellipse(const TDisRect& Rect) = 0;
+    virtual void Polygon(const TDisPoint* Points, int Count) = 0;
 };
 
 // What the view needs of the control that holds it: redraws, the focus, the

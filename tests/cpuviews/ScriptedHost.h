@@ -168,6 +168,8 @@ struct RecordingCanvas : ide::TDisasmCanvas {
     }
     void FillRect(const ide::TDisRect& R) override { Fills.push_back(R); }
     void DrawFocusRect(const ide::TDisRect& R) override { FocusRects.push_back(R); }
+    void Ellipse(const ide::TDisRect& R) override { Fills.push_back(R); }
+    void Polygon(const ide::TDisPoint*, int) override {}
 
     std::vector<std::string> Lines() const {
         std::vector<std::string> out;

@@ -2,6 +2,8 @@
 // a hit, what is remembered of an empty answer, what clears.
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "ScriptedHost.h"
 
 using namespace ide;
@@ -94,6 +96,39 @@ TEST(DisassemblyCache, DisablingStopsDepositsAndTheViewClearsOnlyWhenItTurnsOn) 
     v.SetDisableCaching(false);  // caching resumes
     v.Cache().DepositAsmCode(1, u"a", 2);
     EXPECT_TRUE(v.Cache().FetchAsmCode(1, t, n));
+}
+
+TEST(DisassemblyCache, ManyAddressesAgreeWithAPlainMapThroughGrowthAndClear) {
+    TDisassemblyCache c;
+    std::map<int64_t, int64_t> reference;
+    uint64_t seed = 12345;
+    auto next = [&] {
+        seed ^= seed << 13, seed ^= seed >> 7, seed ^= seed << 17;
+        return seed;
+    };
+    for (int round = 0; round < 2; ++round) {
+        for (int step = 0; step < 20000; ++step) {
+            // Clustered addresses, as code is, plus the extremes of the range.
+            int64_t a = static_cast<int64_t>(0x400000 + next() % 30000);
+            if (step % 997 == 0) a = step % 2 ? INT64_MIN : INT64_MAX;
+            const int64_t n = static_cast<int64_t>(next());
+            c.DepositAsmCode(a, u"x", n);
+            reference[a] = n;
+            const int64_t probe = static_cast<int64_t>(0x400000 + next() % 30000);
+            int64_t got = 0;
+            String text;
+            const bool hit = c.FetchAsmCode(probe, text, got);
+            ASSERT_EQ(hit, reference.count(probe) == 1) << "step " << step;
+            if (hit) {
+                ASSERT_EQ(got, reference[probe]) << "step " << step;
+            }
+        }
+        EXPECT_EQ(c.AddressCount(), reference.size());
+        c.Clear();
+        reference.clear();
+        int64_t got = 0;
+        EXPECT_FALSE(c.FetchNextAddr(INT64_MAX, got));
+    }
 }
 
 struct ReadThrough : ::testing::Test {

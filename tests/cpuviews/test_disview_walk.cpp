@@ -120,6 +120,20 @@ TEST_F(Walk, GoForwardCountsEveryDisplayLineAndGoBackOnlySourceHeaders) {
     EXPECT_EQ(view.GoBack(5, At(4)), At(0));
 }
 
+TEST_F(Walk, AHostClaimingEndlessAdditionalLinesCannotHangTheView) {
+    // 65,535 additional lines on an address that never advances would wrap
+    // the 16-bit line counter for ever.
+    view.OnGetNextAddr = [](TDisassemblerLogic*, int64_t A, int64_t& N) { N = A; };
+    view.OnDisassembleAdditional = [](TDisassemblerLogic*, int64_t, int64_t, String& R, int32_t& N) {
+        R = u"a\nb";
+        N = 65535;
+    };
+    EXPECT_EQ(view.GoForward(3, At(0)), At(0));
+    // Only the lines the text holds are shown.
+    view.SetTopAddress(At(0));
+    EXPECT_EQ(Paint(), (Lines{"a", "b", "insn_0", "a", "b", "insn_1"}));
+}
+
 TEST_F(Walk, GoBackLooksUpNoSourceAbove2GInA32BitView) {
     ScriptedHost high;
     high.Lay(0x80000000, {2, 2, 2, 2});

@@ -11,14 +11,25 @@ namespace {
 constexpr size_t kMaxInsn = 15;
 constexpr uint64_t kBackSearch = 4096;  // longest run decoded again from a function start
 
-void Append(String& Out, const char* Text) {
-    for (; *Text; ++Text) Out.push_back(static_cast<Char>(static_cast<unsigned char>(*Text)));
-}
-
-void AppendHex(String& Out, uint64_t Value, int Digits) {
-    static const char hex[] = "0123456789abcdef";
-    for (int i = Digits - 1; i >= 0; --i) Out.push_back(static_cast<Char>(hex[(Value >> (4 * i)) & 15]));
-}
+// Lines are built as bytes and widened once: the texts are ASCII.
+struct LineBuffer {
+    char Data[320];
+    size_t Size = 0;
+    void Add(const char* Text) {
+        while (*Text && Size < sizeof Data) Data[Size++] = *Text++;
+    }
+    void Add(char C) {
+        if (Size < sizeof Data) Data[Size++] = C;
+    }
+    void Hex(uint64_t Value, int Digits) {
+        static const char hex[] = "0123456789abcdef";
+        for (int i = Digits - 1; i >= 0; --i) Add(hex[(Value >> (4 * i)) & 15]);
+    }
+    void PadTo(size_t Column) {
+        while (Size < Column && Size < sizeof Data) Data[Size++] = ' ';
+    }
+    String Widen() const { return String(Data, Data + Size); }
+};
 
 }  // namespace
 
@@ -58,36 +69,36 @@ std::string TDisasmBackEnd::SymbolName(uint64_t Address) const {
 String TDisasmBackEnd::InstructionText(uint64_t& Address, bool Small) const {
     uint8_t bytes[kMaxInsn];
     const size_t got = Read(Address, bytes, kMaxInsn);
-    String out;
-    out.reserve(80);
-    AppendHex(out, Address, 16);
-    Append(out, "  ");
+    LineBuffer line;
+    line.Hex(Address, 16);
+    line.Add("  ");
     if (got == 0) {
-        Append(out, Small ? "<unreadable>" : "??                        <unreadable>");
+        line.Add(Small ? "<unreadable>" : "??                        <unreadable>");
         Address += 1;
-        return out;
+        return line.Widen();
     }
     const TDecodedInstruction d = FDecoder.Decode(Address, bytes, got);
     if (!Small) {
+        const size_t column = line.Size + 26;
         const int shown = std::min(d.Length, 8);
         for (int i = 0; i < shown; ++i) {
-            AppendHex(out, bytes[i], 2);
-            out.push_back(u' ');
+            line.Hex(bytes[i], 2);
+            line.Add(' ');
         }
-        Append(out, d.Length > shown ? ".." : "  ");
-        for (int i = shown * 3 + 2; i < 26; ++i) out.push_back(u' ');
+        if (d.Length > shown) line.Add("..");
+        line.PadTo(column);
     }
-    Append(out, d.Text.c_str());
+    line.Add(d.Text.c_str());
     if (d.HasTarget) {
         const std::string name = SymbolName(d.Target);
         if (!name.empty()) {
-            Append(out, " <");
-            Append(out, name.c_str());
-            out.push_back(u'>');
+            line.Add(" <");
+            line.Add(name.c_str());
+            line.Add('>');
         }
     }
     Address += static_cast<uint64_t>(d.Length);
-    return out;
+    return line.Widen();
 }
 
 uint64_t TDisasmBackEnd::NextAddress(uint64_t Address) const {
@@ -135,6 +146,19 @@ std::string TDisasmBackEnd::LabelAt(uint64_t Address) const {
     return s ? s->Name : std::string();
 }
 
+void TDisasmBackEnd::Detach(TDisassemblerLogic& View) {
+    View.OnDisassemble = nullptr;
+    View.OnGetNextAddr = nullptr;
+    View.OnGetPrevAddr = nullptr;
+    View.OnGetLabel = nullptr;
+    View.OnDisassembleAdditional = nullptr;
+    View.OnFindSourceLine = nullptr;
+    View.OnFindLineCode = nullptr;
+    View.OnGetFileName = nullptr;
+    View.OnGetSourceText = nullptr;
+    View.OnIsBreakpoint = nullptr;
+}
+
 void TDisasmBackEnd::Attach(TDisassemblerLogic& View) {
     View.SetAddressSize(as64);
     View.OnDisassemble = [this](TDisassemblerLogic* Sender, int64_t& A, String& Result, int32_t& Size) {
@@ -155,6 +179,18 @@ void TDisasmBackEnd::Attach(TDisassemblerLogic& View) {
         Result = !name.empty();
     };
     View.OnDisassembleAdditional = [this](TDisassemblerLogic*, int64_t A, int64_t, String& Text, int32_t& Count) {
+        // A function whose first instruction starts a source line would show
+        // the line, not its name: the name comes as an additional line.
+        std::string lines;
+        const std::string label = LabelAt(static_cast<uint64_t>(A));
+        if (!label.empty() && static_cast<uint64_t>(A) >= FBias) {
+            const TLineRange* r = FImage->LineAt(static_cast<uint64_t>(A) - FBias);
+            if (r && r->Start + FBias == static_cast<uint64_t>(A)) {
+                lines = label + ":";
+                Count = 1;
+            }
+        }
+        Text = Str(lines);
         if (!CallTargetLines) return;
         uint8_t bytes[kMaxInsn];
         const size_t got = Read(static_cast<uint64_t>(A), bytes, kMaxInsn);
@@ -163,8 +199,8 @@ void TDisasmBackEnd::Attach(TDisassemblerLogic& View) {
         if (!d.IsCall || !d.HasTarget) return;
         const std::string name = SymbolName(d.Target);
         if (name.empty()) return;
-        Text = Str("; call " + name);
-        Count = 1;
+        Text = Str(lines.empty() ? "; call " + name : lines + "\n; call " + name);
+        Count += 1;
     };
     View.OnFindSourceLine = [this](TDisassemblerLogic*, int64_t A, int64_t& FirstStat, int32_t& LineSize,
                                    TCPUSourcePos& Pos) {

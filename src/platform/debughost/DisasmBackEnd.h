@@ -9,7 +9,9 @@
 //   no code       "0000000000000010  ??                        <unreadable>"  (one byte on)
 //   garbage       "...  06                        (bad)"                        (one byte on)
 // A branch with a known target names it: "call 0x...1139 <add>". A direct
-// call may also get one additional line above it, "; call add".
+// call may also get one additional line above it, "; call add", and the
+// first instruction of a function whose source line is shown above it gets
+// the function's name as an additional line, "add:".
 //
 // The previous instruction is found by decoding forward again from the start
 // of the enclosing function, or, outside any function, from a little before
@@ -42,6 +44,8 @@ public:
     // Assigns every event of the view (but OnGutterClicked, OnAddressChanged
     // and the paint hooks, which belong to the page) and sets the address size.
     void Attach(TDisassemblerLogic& View);
+    // Unassigns what Attach assigned; call it before the back end goes.
+    static void Detach(TDisassemblerLogic& View);
 
     bool CallTargetLines = true;  // an additional line above direct calls
 

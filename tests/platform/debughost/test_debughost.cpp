@@ -54,6 +54,9 @@ TEST_F(StoppedAtAdd, TheViewShowsTheSourceLineLabelAndCodeAtTheBreakpoint) {
     String label;
     EXPECT_TRUE(view.GetLabel(static_cast<int64_t>(add), label));
     EXPECT_EQ(label, u"add");
+    String addl;  // the source header hides the label: it comes as an additional line
+    EXPECT_EQ(view.DisassembleAdditionalAt(static_cast<int64_t>(add), addl), 1);
+    EXPECT_EQ(addl, u"add:");
     int64_t a = static_cast<int64_t>(add);
     String text;
     view.DisassembleAt(a, text);

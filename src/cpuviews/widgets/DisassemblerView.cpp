@@ -1,0 +1,291 @@
+#include "cpuviews/widgets/DisassemblerView.h"
+
+#include <QFontDatabase>
+#include <QFontMetrics>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QScrollBar>
+#include <QStyle>
+#include <QStyleOptionFocusRect>
+#include <QWheelEvent>
+
+namespace ide {
+
+namespace {
+
+QString ToQ(const String& S) {
+    return QString::fromUtf16(S.data(), static_cast<qsizetype>(S.size()));
+}
+
+// The view's drawing operations on a QPainter.
+class TQtDisasmCanvas : public TDisasmCanvas {
+public:
+    TQtDisasmCanvas(QPainter& Painter, TDisassemblerView& View) : FPainter(Painter), FView(View) {
+        FFont = Painter.font();
+    }
+    void SetWindowOrigin(int X, int Y) override {
+        FPainter.resetTransform();
+        FPainter.translate(-X, -Y);
+    }
+    void SetColors(TDisColor PenAndBrush, TDisColor FontColor) override {
+        FBrush = FView.ToQColor(PenAndBrush);
+        FText = FView.ToQColor(FontColor);
+    }
+    void SetBold(bool Bold) override {
+        FFont.setBold(Bold);
+        FPainter.setFont(FFont);
+    }
+    int TextWidth(const String& Text) override { return FPainter.fontMetrics().horizontalAdvance(ToQ(Text)); }
+    int TextHeight(const String& Text) override { return FPainter.fontMetrics().boundingRect(ToQ(Text)).height(); }
+    void TextRect(const TDisRect& Clip, int X, int Y, const String& Text) override {
+        const QRect r(Clip.Left, Clip.Top, Clip.Right - Clip.Left, Clip.Bottom - Clip.Top);
+        FPainter.fillRect(r, FBrush);
+        FPainter.save();
+        FPainter.setClipRect(r);
+        FPainter.setPen(FText);
+        FPainter.drawText(X, Y + FPainter.fontMetrics().ascent(), ToQ(Text));
+        FPainter.restore();
+    }
+    void FillRect(const TDisRect& Rect) override {
+        FPainter.fillRect(QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top), FBrush);
+    }
+    void DrawFocusRect(const TDisRect& Rect) override {
+        QStyleOptionFocusRect option;
+        option.initFrom(&FView);
+        option.rect = QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top);
+        option.backgroundColor = FBrush;
+        FView.style()->drawPrimitive(QStyle::PE_FrameFocusRect, &option, &FPainter, &FView);
+    }
+
+    void Ellipse(const TDisRect& Rect) override {
+        FPainter.save();
+        FPainter.setRenderHint(QPainter::Antialiasing);
+        FPainter.setPen(Qt::NoPen);
+        FPainter.setBrush(FBrush);
+        FPainter.drawEllipse(QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top));
+        FPainter.restore();
+    }
+    void Polygon(const TDisPoint* Points, int Count) override {
+        QPolygon polygon;
+        for (int i = 0; i < Count; ++i) polygon << QPoint(Points[i].X, Points[i].Y);
+        FPainter.save();
+        FPainter.setRenderHint(QPainter::Antialiasing);
+        FPainter.setPen(Qt::NoPen);
+        FPainter.setBrush(FBrush);
+        FPainter.drawPolygon(polygon);
+        FPainter.restore();
+    }
+
+private:
+    QPainter& FPainter;
+    TDisassemblerView& FView;
+    QFont FFont;
+    QColor FBrush = Qt::white;
+    QColor FText = Qt::black;
+};
+
+uint16_t ToVirtualKey(int Key) {
+    switch (Key) {
+    case Qt::Key_PageUp: return VK_PRIOR;
+    case Qt::Key_PageDown: return VK_NEXT;
+    case Qt::Key_End: return VK_END;
+    case Qt::Key_Home: return VK_HOME;
+    case Qt::Key_Left: return VK_LEFT;
+    case Qt::Key_Up: return VK_UP;
+    case Qt::Key_Right: return VK_RIGHT;
+    case Qt::Key_Down: return VK_DOWN;
+    default: return 0;
+    }
+}
+
+TShiftState ToShift(Qt::KeyboardModifiers M, Qt::MouseButtons B = Qt::NoButton) {
+    TShiftState s = 0;
+    if (M & Qt::ShiftModifier) s |= ssShift;
+    if (M & Qt::ControlModifier) s |= ssCtrl;
+    if (M & Qt::AltModifier) s |= ssAlt;
+    if (B & Qt::LeftButton) s |= ssLeft;
+    if (B & Qt::RightButton) s |= ssRight;
+    if (B & Qt::MiddleButton) s |= ssMiddle;
+    return s;
+}
+
+TMouseButton ToButton(Qt::MouseButton B) {
+    return B == Qt::RightButton ? mbRight : B == Qt::MiddleButton ? mbMiddle : mbLeft;
+}
+
+}  // namespace
+
+TDisassemblerView::TDisassemblerView(QWidget* Parent) : QAbstractScrollArea(Parent), FLogic(this) {
+    setFocusPolicy(Qt::StrongFocus);
+    setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    viewport()->setAttribute(Qt::WA_OpaquePaintEvent);
+    resize(100, 100);
+    // The dummy vertical bar: its thumb sits in the middle of three
+    // positions, so both arrows and both page zones stay live.
+    QScrollBar* v = verticalScrollBar();
+    v->setRange(0, 2);
+    v->setValue(1);
+    v->setPageStep(1);
+    connect(v, &QAbstractSlider::actionTriggered, this, [this, v](int Action) {
+        Guarded([&] {
+            switch (Action) {
+            case QAbstractSlider::SliderSingleStepSub: FLogic.VScroll(SB_LINEUP); break;
+            case QAbstractSlider::SliderSingleStepAdd: FLogic.VScroll(SB_LINEDOWN); break;
+            case QAbstractSlider::SliderPageStepSub: FLogic.VScroll(SB_PAGEUP); break;
+            case QAbstractSlider::SliderPageStepAdd: FLogic.VScroll(SB_PAGEDOWN); break;
+            default: break;  // tracking is ignored
+            }
+        });
+        v->setSliderPosition(1);
+    });
+    QScrollBar* h = horizontalScrollBar();
+    h->setSingleStep(8);
+    connect(h, &QAbstractSlider::valueChanged, this, [this](int Value) {
+        if (FSettingBars) return;
+        Guarded([&] { FLogic.HScroll(SB_THUMBTRACK, Value); });
+    });
+    Guarded([&] {
+        FLogic.FontChanged();
+        FLogic.Resize(viewport()->width(), viewport()->height());
+        FLogic.CreateWnd();
+    });
+}
+
+TDisassemblerView::~TDisassemblerView() {
+    FDestroying = true;
+}
+
+template <class F>
+void TDisassemblerView::Guarded(F&& Body) noexcept {
+    try {
+        Body();
+    } catch (const EAbort&) {
+    } catch (const std::exception& E) {
+        FLastError = E.what();
+        if (OnException) {
+            try {
+                OnException(FLastError);
+            } catch (...) {
+            }
+        }
+    } catch (...) {
+        FLastError = "Unknown failure";
+    }
+}
+
+QColor TDisassemblerView::ToQColor(TDisColor Color) const {
+    using namespace discolor;
+    if (!(Color & clSystem)) return QColor(Color & 0xFF, (Color >> 8) & 0xFF, (Color >> 16) & 0xFF);
+    const QPalette& p = palette();
+    switch (Color) {
+    case clBtnFace: return p.color(QPalette::Active, QPalette::Button);
+    case clHighlight: return p.color(QPalette::Active, QPalette::Highlight).lighter(170);
+    case clWindowText: return p.color(QPalette::Active, QPalette::WindowText);
+    case clInactiveCaption: return QColor(0xBF, 0xCD, 0xDB);
+    default: return p.color(QPalette::Active, QPalette::Window);
+    }
+}
+
+void TDisassemblerView::Invalidate() {
+    viewport()->update();
+}
+
+void TDisassemblerView::InvalidateRect(const TDisRect& Rect) {
+    viewport()->update(QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top));
+}
+
+bool TDisassemblerView::Focused() const {
+    return hasFocus();
+}
+
+int TDisassemblerView::TextWidth(const String& Text) {
+    return fontMetrics().horizontalAdvance(ToQ(Text));
+}
+
+int TDisassemblerView::TextHeight(const String& Text) {
+    return fontMetrics().boundingRect(ToQ(Text)).height();
+}
+
+void TDisassemblerView::ShowScrollBars(bool Show) {
+    const Qt::ScrollBarPolicy policy = Show ? Qt::ScrollBarAlwaysOn : Qt::ScrollBarAlwaysOff;
+    setVerticalScrollBarPolicy(policy);
+    setHorizontalScrollBarPolicy(policy);
+}
+
+void TDisassemblerView::SetHorzScroll(int Max, int Page, int Position) {
+    FSettingBars = true;
+    QScrollBar* h = horizontalScrollBar();
+    h->setRange(0, std::max(0, Max - Page));
+    h->setPageStep(Page);
+    h->setValue(Position);
+    FSettingBars = false;
+}
+
+void TDisassemblerView::paintEvent(QPaintEvent* Event) {
+    QPainter painter(viewport());
+    painter.fillRect(Event->rect(), ToQColor(FLogic.Color()));
+    painter.setFont(font());
+    Guarded([&] {
+        TQtDisasmCanvas canvas(painter, *this);
+        FLogic.Paint(canvas);
+    });
+}
+
+void TDisassemblerView::resizeEvent(QResizeEvent* Event) {
+    QAbstractScrollArea::resizeEvent(Event);
+    Guarded([&] { FLogic.Resize(viewport()->width(), viewport()->height()); });
+}
+
+void TDisassemblerView::keyPressEvent(QKeyEvent* Event) {
+    const uint16_t key = ToVirtualKey(Event->key());
+    if (!key) {
+        QAbstractScrollArea::keyPressEvent(Event);
+        return;
+    }
+    Guarded([&] { FLogic.KeyDown(key, ToShift(Event->modifiers())); });
+    Event->accept();
+}
+
+void TDisassemblerView::mousePressEvent(QMouseEvent* Event) {
+    setFocus(Qt::MouseFocusReason);
+    const QPoint p = Event->position().toPoint();
+    Guarded([&] { FLogic.MouseDown(ToButton(Event->button()), ToShift(Event->modifiers(), Event->buttons()), p.x(), p.y()); });
+}
+
+void TDisassemblerView::mouseMoveEvent(QMouseEvent* Event) {
+    const QPoint p = Event->position().toPoint();
+    Guarded([&] { FLogic.MouseMove(ToShift(Event->modifiers(), Event->buttons()), p.x(), p.y()); });
+}
+
+void TDisassemblerView::mouseReleaseEvent(QMouseEvent* Event) {
+    const QPoint p = Event->position().toPoint();
+    Guarded([&] { FLogic.MouseUp(ToButton(Event->button()), ToShift(Event->modifiers(), Event->buttons()), p.x(), p.y()); });
+}
+
+void TDisassemblerView::wheelEvent(QWheelEvent* Event) {
+    // Touchpads send small steps: whole notches of 120 only.
+    FWheelRemainder += Event->angleDelta().y();
+    const int notches = FWheelRemainder / 120;
+    FWheelRemainder -= notches * 120;
+    if (notches) Guarded([&] { FLogic.MouseWheel(notches); });
+    Event->accept();
+}
+
+void TDisassemblerView::focusInEvent(QFocusEvent* Event) {
+    QAbstractScrollArea::focusInEvent(Event);
+    Guarded([&] { FLogic.FocusIn(); });
+}
+
+void TDisassemblerView::focusOutEvent(QFocusEvent* Event) {
+    QAbstractScrollArea::focusOutEvent(Event);
+    Guarded([&] { FLogic.FocusOut(FDestroying); });
+}
+
+void TDisassemblerView::changeEvent(QEvent* Event) {
+    QAbstractScrollArea::changeEvent(Event);
+    if (Event->type() == QEvent::FontChange) Guarded([&] { FLogic.FontChanged(); });
+}
+
+}  // namespace ide
