@@ -43,22 +43,25 @@ std::string LibC() {
     return {};
 }
 
-struct NullCanvas : TDisasmCanvas {
-    void SetWindowOrigin(int, int) override {}
-    void SetColors(TDisColor, TDisColor) override {}
-    void SetBold(bool) override {}
-    int TextWidth(const String& T) override { return 7 * static_cast<int>(T.size()); }
-    int TextHeight(const String&) override { return 14; }
-    void TextRect(const TDisRect&, int, int, const String& T) override { benchmark::DoNotOptimize(T.data()); }
-    void FillRect(const TDisRect&) override {}
-    void DrawFocusRect(const TDisRect&) override {}
-    void Ellipse(const TDisRect&) override {}
-    void Polygon(const TDisPoint*, int) override {}
+struct NullCanvas : TCanvas {
+    void FillRect(const TRect&) override {}
+    void FrameRect(const TRect&) override {}
+    void Rectangle(const TRect&) override {}
+    void DrawFocusRect(const TRect&) override {}
+    void TextOut(int, int, const String&) override {}
+    void TextRect(const TRect&, int, int, const String& T) override { benchmark::DoNotOptimize(T.data()); }
+    TDimension TextExtent(const String& T) override { return {7 * static_cast<int>(T.size() % 1000), 13}; }
+    int TextMetricHeight() override { return 13; }
+    void Draw(int, int, const TBitmap&) override {}
+    void BrushCopy(const TRect&, const TBitmap&, const TRect&, TColor) override {}
+
+protected:
+    void DoLine(int, int, int, int) override {}
 };
 
 struct NullWindow : TDisasmWindow {
     void Invalidate() override {}
-    void InvalidateRect(const TDisRect&) override {}
+    void InvalidateRect(const TRect&) override {}
     bool Focused() const override { return true; }
     int TextWidth(const String& T) override { return 7 * static_cast<int>(T.size()); }
     int TextHeight(const String&) override { return 14; }

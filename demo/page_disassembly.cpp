@@ -56,7 +56,6 @@ public:
         FStatus = new QLabel;
         layout->addWidget(FStatus);
 
-        FView->OnException = [this](const std::string& Message) { FStatus->setText(QString::fromStdString(Message)); };
         connect(FStep, &QPushButton::clicked, this, [this] { Move(false); });
         connect(FRun, &QPushButton::clicked, this, [this] { Move(true); });
         connect(restart, &QPushButton::clicked, this, [this] { FMode->currentIndex() == 0 ? StartLive() : StartStatic(); });
@@ -130,19 +129,24 @@ private:
         FBackEnd->Attach(v);
         FStep->setEnabled(FProcess != nullptr);
         FRun->setEnabled(FProcess != nullptr);
-        v.OnPaintGutter = [this](TDisassemblerLogic*, int64_t Address, TDisasmCanvas& Canvas, const TDisRect& R,
-                                 bool) {
+        v.OnPaintGutter = [this](TDisassemblerLogic*, int64_t Address, TCanvas& Canvas, const TRect& R, bool) {
             Canvas.FillRect(R);
             if (Address < 0 || !FProcess) return;
-            const int h = R.Bottom - R.Top;
+            const int h = R.Height();
             if (FProcess->IsBreakpoint(static_cast<uint64_t>(Address))) {
-                Canvas.SetColors(0x3030E0, 0xFFFFFF);
-                Canvas.Ellipse(TDisRect{R.Left + 3, R.Top + 2, R.Left + 3 + h - 4, R.Bottom - 2});
+                // A red square mark.
+                Canvas.SetBrushColor(RGBColor(0xE0, 0x30, 0x30));
+                Canvas.SetPenColor(RGBColor(0x90, 0x10, 0x10));
+                Canvas.Rectangle(Rect(R.Left + 4, R.Top + 2, R.Left + 2 + h - 2, R.Bottom - 2));
             }
             if (FProcess->Stopped() && static_cast<uint64_t>(Address) == FProcess->InstructionPointer()) {
-                Canvas.SetColors(0x20A020, 0xFFFFFF);
-                const TDisPoint arrow[] = {{R.Right - 12, R.Top + 2}, {R.Right - 2, R.Top + h / 2}, {R.Right - 12, R.Bottom - 2}};
-                Canvas.Polygon(arrow, 3);
+                // A green arrow, drawn as lines narrowing to its tip.
+                Canvas.SetPenColor(RGBColor(0x20, 0xA0, 0x20));
+                const int tipX = R.Right - 2, midY = R.Top + h / 2;
+                for (int i = 0; i <= h / 2 - 2; ++i) {
+                    Canvas.MoveTo(tipX - 10 + i, midY - (h / 2 - 2) + i);
+                    Canvas.LineTo(tipX - 10 + i, midY + (h / 2 - 2) - i + 1);
+                }
             }
         };
         v.OnGutterClicked = [this](TDisassemblerLogic* Sender, TMouseButton Button, TShiftState) {

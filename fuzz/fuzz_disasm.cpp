@@ -34,23 +34,26 @@ struct Input {
     bool Done() const { return Pos >= Size; }
 };
 
-struct NullCanvas : TDisasmCanvas {
-    void SetWindowOrigin(int, int) override {}
-    void SetColors(TDisColor, TDisColor) override {}
-    void SetBold(bool) override {}
-    int TextWidth(const String& T) override { return 7 * static_cast<int>(T.size() % 1000); }
-    int TextHeight(const String&) override { return 13; }
-    void TextRect(const TDisRect&, int, int, const String&) override {}
-    void FillRect(const TDisRect&) override {}
-    void DrawFocusRect(const TDisRect&) override {}
-    void Ellipse(const TDisRect&) override {}
-    void Polygon(const TDisPoint*, int) override {}
+struct NullCanvas : TCanvas {
+    void FillRect(const TRect&) override {}
+    void FrameRect(const TRect&) override {}
+    void Rectangle(const TRect&) override {}
+    void DrawFocusRect(const TRect&) override {}
+    void TextOut(int, int, const String&) override {}
+    void TextRect(const TRect&, int, int, const String&) override {}
+    TDimension TextExtent(const String& T) override { return {7 * static_cast<int>(T.size() % 1000), 13}; }
+    int TextMetricHeight() override { return 13; }
+    void Draw(int, int, const TBitmap&) override {}
+    void BrushCopy(const TRect&, const TBitmap&, const TRect&, TColor) override {}
+
+protected:
+    void DoLine(int, int, int, int) override {}
 };
 
 struct NullWindow : TDisasmWindow {
     bool Focus = false;
     void Invalidate() override {}
-    void InvalidateRect(const TDisRect&) override {}
+    void InvalidateRect(const TRect&) override {}
     bool Focused() const override { return Focus; }
     int TextWidth(const String& T) override { return 7 * static_cast<int>(T.size()); }
     int TextHeight(const String&) override { return 13; }
@@ -195,7 +198,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
     in.Pos = Size / 2;  // the second half drives the view
     for (int op = 0; op < 64 && !in.Done(); ++op) {
         const uint8_t b = in.Byte();
-        const uint8_t shift = static_cast<uint8_t>(in.Byte() & (ssShift | ssCtrl | ssAlt));
+        const TShiftState shift = in.Byte() & (ShiftBit(ssShift) | ShiftBit(ssCtrl) | ShiftBit(ssAlt));
         switch (b % 14) {
         case 0: view.KeyDown(VK_DOWN, shift); break;
         case 1: view.KeyDown(VK_UP, shift); break;

@@ -28,6 +28,8 @@
 // - Moving up within the screen retraces the painted lines before it asks
 //   the host.
 // - Ctrl+Left moves the top one byte down in memory, Ctrl+Right one byte up.
+// The canvas has no window origin: the horizontal scroll is subtracted from
+// every x coordinate instead, so hooks get rectangles in client coordinates.
 // Decisions where the behaviour is open: without OnGetNextAddr or
 // OnGetPrevAddr the view steps by one byte; the selected-text walk stops
 // when the host's next address does not advance; GoForward stops after
@@ -118,9 +120,9 @@ public:
     void InvalidateSelection(int64_t A, int64_t B);
 
     // --- Painting: one forward walk of FLineCount lines ---
-    void Paint(TDisasmCanvas& Canvas);
+    void Paint(TCanvas& Canvas);
     bool DrawLine(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String& Text,
-                  TDisasmCanvas* Canvas = nullptr);
+                  TCanvas* Canvas = nullptr);
 
     // --- Input ---
     void KeyDown(uint16_t Key, TShiftState Shift);
@@ -157,14 +159,14 @@ public:
     void SetLeftGutterWidth(int Value);
     bool MultiSelect() const { return FMultiSelect; }
     void SetMultiSelect(bool Value) { FMultiSelect = Value; }
-    TDisColor BreakpointColor() const { return FBreakpointColor; }
-    void SetBreakpointColor(TDisColor Value) { FBreakpointColor = Value; Invalidate(); }
-    TDisColor BreakpointTextColor() const { return FBreakpointTextColor; }
-    void SetBreakpointTextColor(TDisColor Value) { FBreakpointTextColor = Value; Invalidate(); }
-    TDisColor Color() const { return FColor; }
-    void SetColor(TDisColor Value) { FColor = Value; Invalidate(); }
-    TDisColor FontColor() const { return FFontColor; }
-    void SetFontColor(TDisColor Value) { FFontColor = Value; Invalidate(); }
+    TColor BreakpointColor() const { return FBreakpointColor; }
+    void SetBreakpointColor(TColor Value) { FBreakpointColor = Value; Invalidate(); }
+    TColor BreakpointTextColor() const { return FBreakpointTextColor; }
+    void SetBreakpointTextColor(TColor Value) { FBreakpointTextColor = Value; Invalidate(); }
+    TColor Color() const { return FColor; }
+    void SetColor(TColor Value) { FColor = Value; Invalidate(); }
+    TColor FontColor() const { return FFontColor; }
+    void SetFontColor(TColor Value) { FFontColor = Value; Invalidate(); }
     int64_t Previous() const { return FPrevious; }
     void SetPrevious(int64_t Value) { FPrevious = Value; }
     bool SmallDisplay() const { return FSmallDisplay; }
@@ -181,7 +183,7 @@ public:
 protected:
     void Invalidate();
     void RecordLine(int Line, int64_t Address);
-    void PaintGutter(TDisasmCanvas& Canvas, int64_t Address, const TDisRect& Rect, bool IsSourceOrLabel);
+    void PaintGutter(TCanvas& Canvas, int64_t Address, const TRect& Rect, bool IsSourceOrLabel);
     void SetLeftCol(int Value);
     void KeepInView(int64_t Value);
 
@@ -195,10 +197,10 @@ protected:
     int FLeftCol = 0;
     int FClientWidth = 100;
     int FClientHeight = 100;
-    TDisColor FBreakpointColor = discolor::clRed;
-    TDisColor FBreakpointTextColor = discolor::clBlack;
-    TDisColor FColor = discolor::clBtnFace;
-    TDisColor FFontColor = discolor::clWindowText;
+    TColor FBreakpointColor = clRed;
+    TColor FBreakpointTextColor = clBlack;
+    TColor FColor = clBtnFace;
+    TColor FFontColor = clWindowText;
     bool FMixedSource = true;
     bool FMultiSelect = true;
     bool FHasMultiSelection = false;

@@ -52,7 +52,7 @@ void TDisassemblerLogic::SetLeftCol(int Value) {
 }
 
 void TDisassemblerLogic::KeyDown(uint16_t Key, TShiftState Shift) {
-    if (Shift & ssCtrl) {
+    if (Shift & ShiftBit(ssCtrl)) {
         if (Key != VK_LEFT && Key != VK_RIGHT) return;
         // The user's means of resynchronising the stream by hand.
         const int64_t oldTop = FTopAddress;
@@ -61,8 +61,8 @@ void TDisassemblerLogic::KeyDown(uint16_t Key, TShiftState Shift) {
         SetTopAddress(newTop);
         return;
     }
-    if (Shift & ssAlt) return;
-    const bool shift = (Shift & ssShift) != 0;
+    if (Shift & ShiftBit(ssAlt)) return;
+    const bool shift = (Shift & ShiftBit(ssShift)) != 0;
     switch (Key) {
     case VK_PRIOR: PageUp(shift); break;
     case VK_NEXT: PageDown(shift); break;
@@ -78,7 +78,7 @@ void TDisassemblerLogic::MouseDown(TMouseButton Button, TShiftState Shift, int X
     if (X < 0 || Y < 0 || X >= FClientWidth || Y >= FClientHeight) return;
     if (Button == mbLeft) FMouseDown = true;
     const int64_t a = GoForward(LineFromY(Y), FTopAddress);
-    if (FMultiSelect && (Shift & ssShift))
+    if (FMultiSelect && (Shift & ShiftBit(ssShift)))
         SetEndSelectionAddress(a);
     else if (!(Button == mbRight && AddressIsSelected(a)))  // a popup menu acts on the whole selection
         SetSelectedAddress(a);

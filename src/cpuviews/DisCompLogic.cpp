@@ -358,7 +358,7 @@ void TDisassemblerLogic::InvalidateAtAddress(int64_t Address, bool IsEIP) {
     // The first line of the group down to its instruction line; with IsEIP
     // the instruction line alone.
     const int last = IsEIP ? index : GetIndex(Address, true);
-    FWindow->InvalidateRect(TDisRect{0, index * FLineHeight, FClientWidth, (last + 1) * FLineHeight});
+    FWindow->InvalidateRect(Rect(0, index * FLineHeight, FClientWidth, (last + 1) * FLineHeight));
 }
 
 // ---------------------------------------------------------------------------

@@ -20,9 +20,24 @@ String CutPath(const String& Name) {
 
 }  // namespace
 
-void TDisassemblerLogic::PaintGutter(TDisasmCanvas& Canvas, int64_t Address, const TDisRect& Rect,
-                                     bool IsSourceOrLabel) {
-    Canvas.SetColors(FColor, FFontColor);
+namespace {
+
+void SetColors(TCanvas& Canvas, TColor PenAndBrush, TColor FontColor) {
+    Canvas.SetBrushColor(PenAndBrush);
+    Canvas.SetPenColor(PenAndBrush);
+    Canvas.Font().SetColor(FontColor);
+}
+
+void SetBold(TCanvas& Canvas, bool Bold) {
+    TFontStyles style = Canvas.Font().Style();
+    Bold ? style.Include(fsBold) : style.Exclude(fsBold);
+    Canvas.Font().SetStyle(style);
+}
+
+}  // namespace
+
+void TDisassemblerLogic::PaintGutter(TCanvas& Canvas, int64_t Address, const TRect& Rect, bool IsSourceOrLabel) {
+    SetColors(Canvas, FColor, FFontColor);
     if (OnPaintGutter)
         OnPaintGutter(this, Address, Canvas, Rect, IsSourceOrLabel);
     else
@@ -30,29 +45,30 @@ void TDisassemblerLogic::PaintGutter(TDisasmCanvas& Canvas, int64_t Address, con
 }
 
 bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String& Text,
-                                  TDisasmCanvas* Canvas) {
+                                  TCanvas* Canvas) {
     Draw = Draw && Canvas;
     const int firstLine = Line;
     const int64_t lineAddress = Address;
     const int lh = FLineHeight;
-    const int right = FClientWidth + FLeftCol;
+    // Logical x runs from the unscrolled left edge; the canvas gets x minus
+    // the horizontal scroll.
+    const int dx = -FLeftCol;
+    const int right = FClientWidth + FLeftCol + dx;
     bool anyLine = !Text.empty();
 
     if (Draw) {
-        Canvas->SetWindowOrigin(FLeftCol, 0);
-        using namespace discolor;
         if (AddressIsSelected(Address)) {
             // Selected text keeps the window-text colour on purpose.
             if (FWindow && FWindow->Focused())
-                Canvas->SetColors(clHighlight, clWindowText);
+                SetColors(*Canvas, clHighlight, clWindowText);
             else if (FWindow && FWindow->ThemeActive())
-                Canvas->SetColors(FWindow->ThemeUnfocusedSelectionColor(), clWindowText);
+                SetColors(*Canvas, FWindow->ThemeUnfocusedSelectionColor(), clWindowText);
             else
-                Canvas->SetColors(clInactiveCaption, clWindowText);
+                SetColors(*Canvas, clInactiveCaption, clWindowText);
         } else if (IsBreakpoint(Address)) {
-            Canvas->SetColors(FBreakpointColor, FBreakpointTextColor);
+            SetColors(*Canvas, FBreakpointColor, FBreakpointTextColor);
         } else {
-            Canvas->SetColors(FColor, FFontColor);
+            SetColors(*Canvas, FColor, FFontColor);
         }
     }
 
@@ -62,13 +78,13 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
         Text += LineText;
         if (Draw) {
             const int top = Line * lh;
-            Canvas->TextRect(TDisRect{FLeftGutterWidth, top, right, top + lh}, FLeftGutterWidth + 3, top, LineText);
+            Canvas->TextRect(Rect(FLeftGutterWidth + dx, top, right, top + lh), FLeftGutterWidth + 3 + dx, top, LineText);
         }
         RecordLine(Line, lineAddress);
         ++Line;
     };
     auto bold = [&](bool On) {
-        if (Draw) Canvas->SetBold(On);
+        if (Draw) SetBold(*Canvas, On);
     };
 
     bool group = false;
@@ -128,15 +144,15 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
         Text += lineText;
         if (Draw) {
             const int top = Line * lh;
-            Canvas->TextRect(TDisRect{FLeftGutterWidth, top, right, top + lh}, FLeftGutterWidth + 3, top, lineText);
+            Canvas->TextRect(Rect(FLeftGutterWidth + dx, top, right, top + lh), FLeftGutterWidth + 3 + dx, top, lineText);
             if (OnPaintEndOfLine) {
-                const int textEnd = FLeftGutterWidth + 3 + Canvas->TextWidth(lineText);
-                OnPaintEndOfLine(this, lineAddress, *Canvas, TDisRect{textEnd, top, right, top + lh}, false);
+                const int textEnd = FLeftGutterWidth + 3 + dx + Canvas->TextWidth(lineText);
+                OnPaintEndOfLine(this, lineAddress, *Canvas, Rect(textEnd, top, right, top + lh), false);
             }
             const bool themed = FWindow && FWindow->ThemeActive();
             if (!themed && lineAddress <= FSelectedAddress && FSelectedAddress < Address && FWindow &&
                 FWindow->Focused())
-                Canvas->DrawFocusRect(TDisRect{FLeftGutterWidth, firstLine * lh, right + 1, (Line + 1) * lh});
+                Canvas->DrawFocusRect(Rect(FLeftGutterWidth + dx, firstLine * lh, right + 1, (Line + 1) * lh));
         }
         RecordLine(Line, lineAddress);
         ++Line;
@@ -145,14 +161,14 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
 
     if (Draw && FLeftCol <= FLeftGutterWidth) {
         if (group)
-            PaintGutter(*Canvas, -1, TDisRect{0, firstLine * lh, FLeftGutterWidth, instructionLine * lh}, true);
+            PaintGutter(*Canvas, -1, Rect(dx, firstLine * lh, FLeftGutterWidth + dx, instructionLine * lh), true);
         PaintGutter(*Canvas, lineAddress,
-                    TDisRect{0, instructionLine * lh, FLeftGutterWidth, (instructionLine + 1) * lh}, false);
+                    Rect(dx, instructionLine * lh, FLeftGutterWidth + dx, (instructionLine + 1) * lh), false);
     }
     return result;
 }
 
-void TDisassemblerLogic::Paint(TDisasmCanvas& Canvas) {
+void TDisassemblerLogic::Paint(TCanvas& Canvas) {
     int line = 0;
     IterateAddrs(
         [&](int64_t& Address, TCPUSourcePos& SourcePos) {
@@ -162,7 +178,6 @@ void TDisassemblerLogic::Paint(TDisasmCanvas& Canvas) {
             return drew && line < FLineCount;
         },
         FTopAddress);
-    Canvas.SetWindowOrigin(0, 0);
 }
 
 String TDisassemblerLogic::GetSelectedText() {

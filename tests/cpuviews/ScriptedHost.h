@@ -144,50 +144,57 @@ struct ScriptedHost {
     }
 };
 
-// A canvas that keeps what was drawn, line by line (by the text's top edge).
-struct RecordingCanvas : ide::TDisasmCanvas {
+// A canvas that keeps what was drawn, line by line (by the text's top
+// edge), with the colours and the weight of each text; 8 by 10 pixels a
+// character.
+struct RecordingCanvas : ide::TCanvas {
     struct Text {
         int Y;
         std::string S;
         bool Bold;
-        ide::TDisColor Back, Fore;
+        ide::TColor Back, Fore;
     };
     std::vector<Text> Texts;
-    std::vector<ide::TDisRect> Fills, FocusRects;
-    int OriginX = 0;
-    bool Bold = false;
-    ide::TDisColor Back = 0, Fore = 0;
+    std::vector<ide::TRect> Fills, FocusRects;
 
-    void SetWindowOrigin(int X, int) override { OriginX = X; }
-    void SetColors(ide::TDisColor B, ide::TDisColor F) override { Back = B, Fore = F; }
-    void SetBold(bool B) override { Bold = B; }
-    int TextWidth(const String& T) override { return 8 * static_cast<int>(T.size()); }
-    int TextHeight(const String&) override { return 10; }
-    void TextRect(const ide::TDisRect&, int, int Y, const String& T) override {
-        Texts.push_back({Y, ide::Utf8(T), Bold, Back, Fore});
+    void FillRect(const ide::TRect& R) override { Fills.push_back(R); }
+    void FrameRect(const ide::TRect&) override {}
+    void Rectangle(const ide::TRect& R) override { Fills.push_back(R); }
+    void DrawFocusRect(const ide::TRect& R) override { FocusRects.push_back(R); }
+    void TextOut(int, int Y, const String& T) override { TextRect({}, 0, Y, T); }
+    void TextRect(const ide::TRect&, int, int Y, const String& T) override {
+        Texts.push_back({Y, ide::Utf8(T), Font().Style().Contains(ide::fsBold), BrushColor(), Font().Color()});
     }
-    void FillRect(const ide::TDisRect& R) override { Fills.push_back(R); }
-    void DrawFocusRect(const ide::TDisRect& R) override { FocusRects.push_back(R); }
-    void Ellipse(const ide::TDisRect& R) override { Fills.push_back(R); }
-    void Polygon(const ide::TDisPoint*, int) override {}
+    ide::TDimension TextExtent(const String& T) override { return {8 * static_cast<int>(T.size()), 10}; }
+    int TextMetricHeight() override { return 10; }
+    void Draw(int, int, const ide::TBitmap&) override {}
+    void BrushCopy(const ide::TRect&, const ide::TBitmap&, const ide::TRect&, ide::TColor) override {}
 
     std::vector<std::string> Lines() const {
         std::vector<std::string> out;
         for (const Text& t : Texts) out.push_back(t.S);
         return out;
     }
+    void Reset() {
+        Texts.clear();
+        Fills.clear();
+        FocusRects.clear();
+    }
+
+protected:
+    void DoLine(int, int, int, int) override {}
 };
 
 // A window with a fixed-pitch font of 8 by 10 pixels that records redraws.
 struct RecordingWindow : ide::TDisasmWindow {
     int Whole = 0;
-    std::vector<ide::TDisRect> Rects;
+    std::vector<ide::TRect> Rects;
     bool Focus = false;
     bool BarsShown = false;
     int HorzMax = 0, HorzPage = 0, HorzPos = 0;
 
     void Invalidate() override { ++Whole; }
-    void InvalidateRect(const ide::TDisRect& R) override { Rects.push_back(R); }
+    void InvalidateRect(const ide::TRect& R) override { Rects.push_back(R); }
     bool Focused() const override { return Focus; }
     int TextWidth(const String& T) override { return 8 * static_cast<int>(T.size()); }
     int TextHeight(const String&) override { return 10; }

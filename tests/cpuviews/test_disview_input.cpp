@@ -38,7 +38,7 @@ TEST_F(Select, ASelectionOnScreenRedrawsTwoGroupsAndOffScreenScrolls) {
     view.SetSelectedAddress(At(2));
     EXPECT_EQ(view.TopAddress(), At(0));
     EXPECT_EQ(window.Whole, 0);
-    EXPECT_EQ(window.Rects, (std::vector<TDisRect>{{0, 0, 200, 10}, {0, 20, 200, 30}}));
+    EXPECT_EQ(window.Rects, (std::vector<TRect>{{0, 0, 200, 10}, {0, 20, 200, 30}}));
     EXPECT_EQ(changed, (std::vector<int64_t>{At(2)}));
 
     // The bottom line is partly hidden: selecting it scrolls one instruction.
@@ -107,9 +107,9 @@ TEST_F(Select, ShiftExtendsAMultipleSelectionAndAnUnchangedEndRepaintsNothing) {
     EXPECT_EQ(view.EndSelectionAddress(), 0);
 
     // A left drag extends; leaving the control does not.
-    view.MouseMove(ssLeft, 100, 35);
+    view.MouseMove(ShiftBit(ssLeft), 100, 35);
     EXPECT_EQ(view.EndSelectionAddress(), At(3));
-    view.MouseMove(ssLeft, 100, 500);
+    view.MouseMove(ShiftBit(ssLeft), 100, 500);
     EXPECT_EQ(view.EndSelectionAddress(), At(3));
     view.MouseUp(mbLeft, 0, 100, 35);
     view.MouseMove(0, 100, 45);
@@ -126,14 +126,14 @@ TEST_F(Select, ClicksSelectTheInstructionUnderAHeaderAndReportTheGutter) {
     view.OnGutterClicked = [&](TDisassemblerLogic*, TMouseButton B, TShiftState S) {
         ++gutter;
         EXPECT_EQ(B, mbLeft);
-        EXPECT_EQ(S, ssShift);
+        EXPECT_EQ(S, ShiftBit(ssShift));
     };
     view.SetMultiSelect(false);
-    view.MouseDown(mbLeft, ssShift, 5, 12);  // the label line
+    view.MouseDown(mbLeft, ShiftBit(ssShift), 5, 12);  // the label line
     EXPECT_EQ(view.SelectedAddress(), At(1));
     EXPECT_FALSE(view.HasMultiSelection());  // Shift extends only with MultiSelect
     EXPECT_EQ(gutter, 1);
-    view.MouseDown(mbLeft, ssShift, 40, 25);
+    view.MouseDown(mbLeft, ShiftBit(ssShift), 40, 25);
     EXPECT_EQ(gutter, 1);
     view.MouseDown(mbLeft, 0, 250, 25);  // outside the client area
     EXPECT_EQ(view.SelectedAddress(), At(1));

@@ -75,8 +75,8 @@ TEST_F(Walk, MixedSourceShowsAHeaderAtEachLinesFirstStatementOnly) {
 TEST_F(Walk, ALabelThenBoldAdditionalLinesThenTheInstructionWithOneGutterCallForTheGroup) {
     host.Labels[At(1)] = "start";
     host.Additional[At(1)] = "; call target\n; second";
-    std::vector<std::pair<int64_t, TDisRect>> gutter;
-    view.OnPaintGutter = [&](TDisassemblerLogic*, int64_t A, TDisasmCanvas&, const TDisRect& R, bool IsSource) {
+    std::vector<std::pair<int64_t, TRect>> gutter;
+    view.OnPaintGutter = [&](TDisassemblerLogic*, int64_t A, TCanvas&, const TRect& R, bool IsSource) {
         gutter.push_back({A, R});
         EXPECT_EQ(IsSource, A == -1);
     };
@@ -91,9 +91,9 @@ TEST_F(Walk, ALabelThenBoldAdditionalLinesThenTheInstructionWithOneGutterCallFor
     ASSERT_GE(gutter.size(), 3u);
     EXPECT_EQ(gutter[0].first, At(0));
     EXPECT_EQ(gutter[1].first, -1);
-    EXPECT_EQ(gutter[1].second, (TDisRect{0, 10, 30, 40}));  // covers all but the instruction line
+    EXPECT_EQ(gutter[1].second, (TRect{0, 10, 30, 40}));  // covers all but the instruction line
     EXPECT_EQ(gutter[2].first, At(1));
-    EXPECT_EQ(gutter[2].second, (TDisRect{0, 40, 30, 50}));
+    EXPECT_EQ(gutter[2].second, (TRect{0, 40, 30, 50}));
 }
 
 TEST_F(Walk, GoForwardCountsEveryDisplayLineAndGoBackOnlySourceHeaders) {
@@ -157,10 +157,10 @@ TEST_F(Walk, ATopInsideAnInstructionDecodesFromThatByteAndFallsBackIntoStep) {
     EXPECT_EQ(Paint()[0], "insn_3");
     // Ctrl+Right and Ctrl+Left move the top by one byte, the selection with it.
     view.InternalSetSelectedAddress(At(3));
-    view.KeyDown(VK_RIGHT, ssCtrl);
+    view.KeyDown(VK_RIGHT, ShiftBit(ssCtrl));
     EXPECT_EQ(view.TopAddress(), At(3) + 1);
     EXPECT_EQ(view.SelectedAddress(), At(3) + 1);
-    view.KeyDown(VK_LEFT, ssCtrl | ssAlt);
+    view.KeyDown(VK_LEFT, ShiftBit(ssCtrl) | ShiftBit(ssAlt));
     EXPECT_EQ(view.TopAddress(), At(3));
     EXPECT_EQ(view.SelectedAddress(), At(3));
 }
@@ -217,7 +217,7 @@ TEST_F(Walk, HorizontalScrollStepsClampsAndMovesTheOrigin) {
     EXPECT_EQ(window.HorzPos, 200);
     // With the gutter scrolled out, no gutter is painted.
     int gutterCalls = 0;
-    view.OnPaintGutter = [&](TDisassemblerLogic*, int64_t, TDisasmCanvas&, const TDisRect&, bool) { ++gutterCalls; };
+    view.OnPaintGutter = [&](TDisassemblerLogic*, int64_t, TCanvas&, const TRect&, bool) { ++gutterCalls; };
     RecordingCanvas canvas;
     view.Paint(canvas);
     EXPECT_EQ(gutterCalls, 0);
@@ -251,21 +251,21 @@ TEST_F(Walk, PaintColoursSelectionBreakpointsAndTheFocusRectangleByRange) {
     window.Focus = true;
     RecordingCanvas canvas;
     view.Paint(canvas);
-    EXPECT_EQ(canvas.Texts[2].Back, discolor::clRed);
-    EXPECT_EQ(canvas.Texts[2].Fore, discolor::clBlack);
-    EXPECT_EQ(canvas.Texts[0].Back, discolor::clBtnFace);
+    EXPECT_EQ(canvas.Texts[2].Back, clRed);
+    EXPECT_EQ(canvas.Texts[2].Fore, clBlack);
+    EXPECT_EQ(canvas.Texts[0].Back, clBtnFace);
     ASSERT_EQ(canvas.FocusRects.size(), 1u);  // the selection points into insn_1
-    EXPECT_EQ(canvas.FocusRects[0], (TDisRect{30, 10, 201, 20}));
+    EXPECT_EQ(canvas.FocusRects[0], (TRect{30, 10, 201, 20}));
 
     view.InternalSetSelectedAddress(At(1));
-    canvas = {};
+    canvas.Reset();
     view.Paint(canvas);
-    EXPECT_EQ(canvas.Texts[1].Back, discolor::clHighlight);
-    EXPECT_EQ(canvas.Texts[1].Fore, discolor::clWindowText);  // no highlight-text colour, on purpose
+    EXPECT_EQ(canvas.Texts[1].Back, clHighlight);
+    EXPECT_EQ(canvas.Texts[1].Fore, clWindowText);  // no highlight-text colour, on purpose
     window.Focus = false;
-    canvas = {};
+    canvas.Reset();
     view.Paint(canvas);
-    EXPECT_EQ(canvas.Texts[1].Back, discolor::clInactiveCaption);
+    EXPECT_EQ(canvas.Texts[1].Back, clInactiveCaption);
     EXPECT_TRUE(canvas.FocusRects.empty());
 }
 

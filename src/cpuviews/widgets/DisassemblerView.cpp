@@ -1,5 +1,8 @@
 #include "cpuviews/widgets/DisassemblerView.h"
 
+#include "foundation/ExceptionBridge.h"
+#include "platform/QtCanvas.h"
+
 #include <QFontDatabase>
 #include <QFontMetrics>
 #include <QKeyEvent>
@@ -14,77 +17,6 @@
 namespace ide {
 
 namespace {
-
-QString ToQ(const String& S) {
-    return QString::fromUtf16(S.data(), static_cast<qsizetype>(S.size()));
-}
-
-// The view's drawing operations on a QPainter.
-class TQtDisasmCanvas : public TDisasmCanvas {
-public:
-    TQtDisasmCanvas(QPainter& Painter, TDisassemblerView& View) : FPainter(Painter), FView(View) {
-        FFont = Painter.font();
-    }
-    void SetWindowOrigin(int X, int Y) override {
-        FPainter.resetTransform();
-        FPainter.translate(-X, -Y);
-    }
-    void SetColors(TDisColor PenAndBrush, TDisColor FontColor) override {
-        FBrush = FView.ToQColor(PenAndBrush);
-        FText = FView.ToQColor(FontColor);
-    }
-    void SetBold(bool Bold) override {
-        FFont.setBold(Bold);
-        FPainter.setFont(FFont);
-    }
-    int TextWidth(const String& Text) override { return FPainter.fontMetrics().horizontalAdvance(ToQ(Text)); }
-    int TextHeight(const String& Text) override { return FPainter.fontMetrics().boundingRect(ToQ(Text)).height(); }
-    void TextRect(const TDisRect& Clip, int X, int Y, const String& Text) override {
-        const QRect r(Clip.Left, Clip.Top, Clip.Right - Clip.Left, Clip.Bottom - Clip.Top);
-        FPainter.fillRect(r, FBrush);
-        FPainter.save();
-        FPainter.setClipRect(r);
-        FPainter.setPen(FText);
-        FPainter.drawText(X, Y + FPainter.fontMetrics().ascent(), ToQ(Text));
-        FPainter.restore();
-    }
-    void FillRect(const TDisRect& Rect) override {
-        FPainter.fillRect(QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top), FBrush);
-    }
-    void DrawFocusRect(const TDisRect& Rect) override {
-        QStyleOptionFocusRect option;
-        option.initFrom(&FView);
-        option.rect = QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top);
-        option.backgroundColor = FBrush;
-        FView.style()->drawPrimitive(QStyle::PE_FrameFocusRect, &option, &FPainter, &FView);
-    }
-
-    void Ellipse(const TDisRect& Rect) override {
-        FPainter.save();
-        FPainter.setRenderHint(QPainter::Antialiasing);
-        FPainter.setPen(Qt::NoPen);
-        FPainter.setBrush(FBrush);
-        FPainter.drawEllipse(QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top));
-        FPainter.restore();
-    }
-    void Polygon(const TDisPoint* Points, int Count) override {
-        QPolygon polygon;
-        for (int i = 0; i < Count; ++i) polygon << QPoint(Points[i].X, Points[i].Y);
-        FPainter.save();
-        FPainter.setRenderHint(QPainter::Antialiasing);
-        FPainter.setPen(Qt::NoPen);
-        FPainter.setBrush(FBrush);
-        FPainter.drawPolygon(polygon);
-        FPainter.restore();
-    }
-
-private:
-    QPainter& FPainter;
-    TDisassemblerView& FView;
-    QFont FFont;
-    QColor FBrush = Qt::white;
-    QColor FText = Qt::black;
-};
 
 uint16_t ToVirtualKey(int Key) {
     switch (Key) {
@@ -102,12 +34,12 @@ uint16_t ToVirtualKey(int Key) {
 
 TShiftState ToShift(Qt::KeyboardModifiers M, Qt::MouseButtons B = Qt::NoButton) {
     TShiftState s = 0;
-    if (M & Qt::ShiftModifier) s |= ssShift;
-    if (M & Qt::ControlModifier) s |= ssCtrl;
-    if (M & Qt::AltModifier) s |= ssAlt;
-    if (B & Qt::LeftButton) s |= ssLeft;
-    if (B & Qt::RightButton) s |= ssRight;
-    if (B & Qt::MiddleButton) s |= ssMiddle;
+    if (M & Qt::ShiftModifier) s |= ShiftBit(ssShift);
+    if (M & Qt::ControlModifier) s |= ShiftBit(ssCtrl);
+    if (M & Qt::AltModifier) s |= ShiftBit(ssAlt);
+    if (B & Qt::LeftButton) s |= ShiftBit(ssLeft);
+    if (B & Qt::RightButton) s |= ShiftBit(ssRight);
+    if (B & Qt::MiddleButton) s |= ShiftBit(ssMiddle);
     return s;
 }
 
@@ -159,41 +91,15 @@ TDisassemblerView::~TDisassemblerView() {
 
 template <class F>
 void TDisassemblerView::Guarded(F&& Body) noexcept {
-    try {
-        Body();
-    } catch (const EAbort&) {
-    } catch (const std::exception& E) {
-        FLastError = E.what();
-        if (OnException) {
-            try {
-                OnException(FLastError);
-            } catch (...) {
-            }
-        }
-    } catch (...) {
-        FLastError = "Unknown failure";
-    }
-}
-
-QColor TDisassemblerView::ToQColor(TDisColor Color) const {
-    using namespace discolor;
-    if (!(Color & clSystem)) return QColor(Color & 0xFF, (Color >> 8) & 0xFF, (Color >> 16) & 0xFF);
-    const QPalette& p = palette();
-    switch (Color) {
-    case clBtnFace: return p.color(QPalette::Active, QPalette::Button);
-    case clHighlight: return p.color(QPalette::Active, QPalette::Highlight).lighter(170);
-    case clWindowText: return p.color(QPalette::Active, QPalette::WindowText);
-    case clInactiveCaption: return QColor(0xBF, 0xCD, 0xDB);
-    default: return p.color(QPalette::Active, QPalette::Window);
-    }
+    CallGuarded(nullptr, std::forward<F>(Body));
 }
 
 void TDisassemblerView::Invalidate() {
     viewport()->update();
 }
 
-void TDisassemblerView::InvalidateRect(const TDisRect& Rect) {
-    viewport()->update(QRect(Rect.Left, Rect.Top, Rect.Right - Rect.Left, Rect.Bottom - Rect.Top));
+void TDisassemblerView::InvalidateRect(const TRect& Rect) {
+    viewport()->update(ToQRect(Rect));
 }
 
 bool TDisassemblerView::Focused() const {
@@ -201,11 +107,11 @@ bool TDisassemblerView::Focused() const {
 }
 
 int TDisassemblerView::TextWidth(const String& Text) {
-    return fontMetrics().horizontalAdvance(ToQ(Text));
+    return fontMetrics().horizontalAdvance(ToQString(Text));
 }
 
-int TDisassemblerView::TextHeight(const String& Text) {
-    return fontMetrics().boundingRect(ToQ(Text)).height();
+int TDisassemblerView::TextHeight(const String&) {
+    return fontMetrics().height();  // the line spacing of the font
 }
 
 void TDisassemblerView::ShowScrollBars(bool Show) {
@@ -225,10 +131,10 @@ void TDisassemblerView::SetHorzScroll(int Max, int Page, int Position) {
 
 void TDisassemblerView::paintEvent(QPaintEvent* Event) {
     QPainter painter(viewport());
-    painter.fillRect(Event->rect(), ToQColor(FLogic.Color()));
-    painter.setFont(font());
     Guarded([&] {
-        TQtDisasmCanvas canvas(painter, *this);
+        TQtCanvas canvas(&painter, palette());
+        painter.fillRect(Event->rect(), canvas.Resolve(FLogic.Color()));
+        AssignQFont(canvas.Font(), font());
         FLogic.Paint(canvas);
     });
 }

@@ -5,14 +5,13 @@
 // previous or next line or page, the horizontal one scrolls by pixels.
 //
 // Exceptions from the debugger's handlers never leave a Qt event handler:
-// they are caught, kept as LastError, and handed to OnException if assigned.
+// every override runs its body through CallGuarded, which hands them to the
+// library's exception handler. Painting goes through the library's canvas
+// (TQtCanvas over the viewport, colours resolved through the palette).
 // Thread: UI thread only.
 #pragma once
 
 #include <QAbstractScrollArea>
-
-#include <functional>
-#include <string>
 
 #include "cpuviews/DisComp.h"
 
@@ -24,15 +23,10 @@ public:
     ~TDisassemblerView() override;
 
     TDisassemblerLogic& Logic() { return FLogic; }
-    const std::string& LastError() const { return FLastError; }
-    std::function<void(const std::string& Message)> OnException;
-
-    // Maps a view colour (RGB or system colour) to the current palette.
-    QColor ToQColor(TDisColor Color) const;
 
     // TDisasmWindow
     void Invalidate() override;
-    void InvalidateRect(const TDisRect& Rect) override;
+    void InvalidateRect(const TRect& Rect) override;
     bool Focused() const override;
     int TextWidth(const String& Text) override;
     int TextHeight(const String& Text) override;
@@ -58,7 +52,6 @@ private:
     void Guarded(F&& Body) noexcept;
 
     TDisassemblerLogic FLogic;
-    std::string FLastError;
     int FWheelRemainder = 0;
     bool FSettingBars = false;
     bool FDestroying = false;
