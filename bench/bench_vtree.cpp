@@ -34,7 +34,7 @@
 #include <vector>
 
 #include "platform/QtCanvas.h"
-#include "vtree/widgets/VirtualTreeView.h"
+#include "vtree/widgets/VirtualTreeWidgets.h"
 
 using namespace ide;
 

@@ -32,7 +32,7 @@
 
 #include "Gallery.h"
 #include "platform/QtCanvas.h"
-#include "vtree/widgets/VirtualTreeView.h"
+#include "vtree/widgets/VirtualTreeWidgets.h"
 
 using namespace ide;
 

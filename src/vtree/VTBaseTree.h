@@ -12,7 +12,7 @@
 // thread) is reached through protected virtual hooks. Their defaults make a
 // headless tree: a 200 x 100 client area, scroll bars and timers recorded in
 // fields that tests read, and the worker's hand-back served by whoever calls
-// ServeWorker. The widget (TVirtualTreeView) overrides them.
+// ServeWorker. The widget (TVirtualTreeWidget) overrides them.
 //
 // Files: structure and lazy initialisation (VTStructure.cpp), traversal
 // (VTTraversal.cpp), selection and check states (VTSelection.cpp), batching,

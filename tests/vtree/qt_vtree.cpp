@@ -5,7 +5,7 @@
 #include <QScrollBar>
 #include <QTest>
 
-#include "vtree/widgets/VirtualTreeView.h"
+#include "vtree/widgets/VirtualTreeWidgets.h"
 
 using namespace ide;
 

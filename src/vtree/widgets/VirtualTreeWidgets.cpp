@@ -1,4 +1,4 @@
-#include "vtree/widgets/VirtualTreeView.h"
+#include "vtree/widgets/VirtualTreeWidgets.h"
 
 #include <QApplication>
 #include <QKeyEvent>
