@@ -1,6 +1,7 @@
 #include "settings/IniFiles.h"
 
 #include "foundation/Conversions.h"
+#include "foundation/Utf8.h"
 #include "settings/FileIO.h"
 
 namespace ide {
@@ -101,20 +102,7 @@ void EncodeUtf8Keeping(std::u16string_view t, std::string& out) {
             out.push_back(static_cast<char>(cp - 0xDC00));  // a kept invalid byte
             continue;
         }
-        if (cp < 0x80) out.push_back(static_cast<char>(cp));
-        else if (cp < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else if (cp < 0x10000) {
-            out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else {
-            out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        }
+        AppendUtf8(out, cp);
     }
 }
 
