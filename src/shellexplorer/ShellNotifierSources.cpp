@@ -93,6 +93,8 @@ void TVirtualKernelChangeThread::Execute() {
         TPIDLHolder PIDL;
         int Special = -1;  // index into the special folders
     };
+    int In = -1;                // the inotify descriptor
+    std::vector<int> Live;      // its watches
     while (!Terminated()) {
         // 1. Reset the trigger and read the watch list.
         Drain(FKernelChangeEvent);
@@ -121,7 +123,12 @@ void TVirtualKernelChangeThread::Execute() {
                 Watches.push_back({Ctl->FWatchFolder, InotifyMaskOfFilter(MapNotifyEvents(Ctl->FNotifyEvents)), {}, -1});
             }
         }
-        int In = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        // The descriptor lives across rebuilds: adding a watch that exists
+        // sets its mask and keeps its wd, and only the watches no longer
+        // wanted are removed. So what is queued for a folder that stays
+        // watched survives a rebuild, instead of being lost with the
+        // descriptor.
+        if (In < 0) In = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
         std::unordered_map<int, size_t> ByWd;
         std::vector<std::string> Watched;
         for (size_t I = 0; I < Watches.size(); ++I) {
@@ -138,13 +145,16 @@ void TVirtualKernelChangeThread::Execute() {
             ByWd[Wd] = I;
             Watched.push_back(W.Path);
         }
+        for (int Wd : Live)
+            if (!ByWd.count(Wd)) inotify_rm_watch(In, Wd);
+        Live.clear();
+        for (auto& [Wd, I] : ByWd) Live.push_back(Wd);
         {
             std::lock_guard<std::mutex> L(N.FWatchedLock);
             N.FWatched = Watched;
         }
         // 2. Nothing to watch: wait for the trigger.
         if (ByWd.empty()) {
-            if (In >= 0) close(In);
             pollfd T{FKernelChangeEvent, POLLIN, 0};
             if (!Terminated()) PollRetry(&T, 1);
             continue;
@@ -203,9 +213,9 @@ void TVirtualKernelChangeThread::Execute() {
                     It = It->second == I ? ByWd.erase(It) : std::next(It);
             }
         }
-        // 4. Drop every watch; the next round rebuilds them.
-        close(In);
+        // 4. The next round rebuilds the watch list.
     }
+    if (In >= 0) close(In);
 }
 
 // --- shell thread ----------------------------------------------------------------

@@ -3,6 +3,9 @@
 #include <QCoreApplication>
 #include <QMimeType>
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include "foundation/ExceptionBridge.h"
 
 namespace ide {
@@ -63,32 +66,55 @@ std::string TQtFileTypeSource::IconName(int Index) {
     return Index >= 0 && Index < static_cast<int>(FIcons.size()) ? FIcons[static_cast<size_t>(Index)] : std::string();
 }
 
-void TQtPostReceiver::Push(std::function<void()> Message) {
-    bool Schedule;
-    {
-        std::lock_guard<std::mutex> L(FLock);
-        FQueue.push_back(std::move(Message));
-        Schedule = !FScheduled;
-        FScheduled = true;
+TQtPostReceiver::TQueue::~TQueue() {
+    if (WakeFd >= 0) close(WakeFd);
+}
+
+bool TQtPostReceiver::TQueue::Push(std::function<void()> Message) {
+    std::lock_guard<std::mutex> L(Lock);
+    if (!Open) return false;
+    Messages.push_back(std::move(Message));
+    if (!Woken) {
+        Woken = true;
+        uint64_t One = 1;
+        // The counter cannot fill up: the reader resets it on every drain.
+        [[maybe_unused]] auto N = write(WakeFd, &One, sizeof One);
     }
-    if (Schedule) QMetaObject::invokeMethod(this, "Drain", Qt::QueuedConnection);
+    return true;
+}
+
+TQtPostReceiver::TQtPostReceiver(QObject* Parent) : QObject(Parent), FQueue(std::make_shared<TQueue>()) {
+    FQueue->WakeFd = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    if (FQueue->WakeFd < 0) {
+        FQueue->Open = false;  // no way to wake this thread: every post fails
+        return;
+    }
+    FNotifier = new QSocketNotifier(FQueue->WakeFd, QSocketNotifier::Read, this);
+    connect(FNotifier, &QSocketNotifier::activated, this, &TQtPostReceiver::Drain);
+}
+
+TQtPostReceiver::~TQtPostReceiver() {
+    // The notifier goes before the descriptor it watches can be closed.
+    delete FNotifier;
+    std::vector<std::function<void()>> Left;
+    {
+        std::lock_guard<std::mutex> L(FQueue->Lock);
+        FQueue->Open = false;
+        Left.swap(FQueue->Messages);
+    }
+    // Destroyed outside the lock: a message releases what it holds.
 }
 
 void TQtPostReceiver::Drain() {
     std::vector<std::function<void()>> Now;
     {
-        std::lock_guard<std::mutex> L(FLock);
-        Now.swap(FQueue);
-        FScheduled = false;
+        std::lock_guard<std::mutex> L(FQueue->Lock);
+        uint64_t Count;
+        [[maybe_unused]] auto N = read(FQueue->WakeFd, &Count, sizeof Count);
+        Now.swap(FQueue->Messages);
+        FQueue->Woken = false;
     }
     for (auto& M : Now) CallGuarded(nullptr, M);
-}
-
-bool TQtPostTarget::Post(std::function<void()> Message) {
-    TQtPostReceiver* R = FReceiver.data();
-    if (!R) return false;
-    R->Push(std::move(Message));
-    return true;
 }
 
 QEvent::Type TShellNotifyEvent::EventType() {

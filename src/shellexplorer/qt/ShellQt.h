@@ -12,9 +12,10 @@
 #include <QEvent>
 #include <QMimeDatabase>
 #include <QObject>
-#include <QPointer>
+#include <QSocketNotifier>
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
@@ -47,24 +48,39 @@ private:
     std::vector<std::string> FIcons;
 };
 
-// The queue behind TQtPostTarget: messages wait here, under a lock of our
-// own, and one queued call of Drain on the UI thread runs them. Nothing the
-// posting thread allocates travels through the event loop, so the hand-over
-// is ordered by this lock alone.
-// Thread: any (Post); Drain runs on the receiver's thread.
+// The queue behind TQtPostTarget. Messages wait in a queue of our own, under
+// its own lock; the posting thread wakes the UI thread through an eventfd
+// that a QSocketNotifier on the UI thread watches, and Drain runs them
+// there. The posting thread never calls into Qt, so the hand-over is
+// ordered by this lock alone, and a receiver that is destroyed (with its
+// UI object) closes the queue under the same lock: a later Post answers
+// false and the messages still queued are destroyed, which releases what
+// they hold.
+// Thread: any (Post through the shared queue); the receiver itself lives
+// on the UI thread.
 class TQtPostReceiver : public QObject {
     Q_OBJECT
 public:
-    explicit TQtPostReceiver(QObject* Parent) : QObject(Parent) {}
-    void Push(std::function<void()> Message);
+    struct TQueue {
+        std::mutex Lock;
+        std::vector<std::function<void()>> Messages;
+        bool Open = true;
+        bool Woken = false;
+        int WakeFd = -1;  // eventfd, owned
+        ~TQueue();
+        // False once the receiver is gone.
+        bool Push(std::function<void()> Message);
+    };
+    explicit TQtPostReceiver(QObject* Parent);
+    ~TQtPostReceiver() override;
+    const std::shared_ptr<TQueue>& Queue() const noexcept { return FQueue; }
 
 public slots:
     void Drain();
 
 private:
-    std::mutex FLock;
-    std::vector<std::function<void()>> FQueue;
-    bool FScheduled = false;
+    std::shared_ptr<TQueue> FQueue;
+    QSocketNotifier* FNotifier = nullptr;
 };
 
 // Runs posted messages on the thread of a QObject (the UI thread); the
@@ -73,11 +89,11 @@ private:
 class TQtPostTarget : public TPostTarget {
 public:
     // Call on the thread of UiObject.
-    explicit TQtPostTarget(QObject* UiObject) : FReceiver(new TQtPostReceiver(UiObject)) {}
-    bool Post(std::function<void()> Message) override;
+    explicit TQtPostTarget(QObject* UiObject) : FQueue((new TQtPostReceiver(UiObject))->Queue()) {}
+    bool Post(std::function<void()> Message) override { return FQueue->Push(std::move(Message)); }
 
 private:
-    QPointer<TQtPostReceiver> FReceiver;
+    std::shared_ptr<TQtPostReceiver::TQueue> FQueue;
 };
 
 // The posted batch.
