@@ -37,14 +37,85 @@ String FormatSizeKB(uint64_t Size) {
     return GroupDigits(KB) + u" KB";
 }
 
+namespace {
+
+// The local time's offset from UTC over a window of one hour, as the time
+// zone rules gave it when the window was filled. A window whose two ends
+// disagree is never kept, so an offset change inside it is never missed.
+// The window belongs to the zone that was current then (tzset changes
+// the zone's names and offset).
+struct TLocalOffset {
+    time_t Start = 1, End = 0;  // [Start, End), empty at first
+    long Offset = 0;
+    const char* Names[2] = {nullptr, nullptr};
+    long Zone = 0;
+};
+
+bool LocalOffsetOf(time_t Secs, long& Offset) {
+    thread_local TLocalOffset Cache;
+    if (Secs >= Cache.Start && Secs < Cache.End && Cache.Names[0] == tzname[0] && Cache.Names[1] == tzname[1] &&
+        Cache.Zone == timezone) {
+        Offset = Cache.Offset;
+        return true;
+    }
+    struct tm Tm;
+    if (!localtime_r(&Secs, &Tm)) return false;
+    Offset = Tm.tm_gmtoff;
+    time_t Start = Secs - ((Secs % 3600) + 3600) % 3600;
+    time_t Last = Start + 3599;
+    struct tm TmStart, TmLast;
+    if (localtime_r(&Start, &TmStart) && localtime_r(&Last, &TmLast) && TmStart.tm_gmtoff == Offset &&
+        TmLast.tm_gmtoff == Offset)
+        Cache = {Start, Start + 3600, Offset, {tzname[0], tzname[1]}, timezone};
+    return true;
+}
+
+// Year, month and day of a count of days since 1970-01-01 (proleptic
+// Gregorian calendar).
+void CivilFromDays(int64_t Z, int64_t& Y, unsigned& M, unsigned& D) {
+    Z += 719468;
+    const int64_t Era = (Z >= 0 ? Z : Z - 146096) / 146097;
+    const unsigned Doe = static_cast<unsigned>(Z - Era * 146097);
+    const unsigned Yoe = (Doe - Doe / 1460 + Doe / 36524 - Doe / 146096) / 365;
+    Y = static_cast<int64_t>(Yoe) + Era * 400;
+    const unsigned Doy = Doe - (365 * Yoe + Yoe / 4 - Yoe / 100);
+    const unsigned Mp = (5 * Doy + 2) / 153;
+    D = Doy - (153 * Mp + 2) / 5 + 1;
+    M = Mp < 10 ? Mp + 3 : Mp - 9;
+    if (M <= 2) ++Y;
+}
+
+}  // namespace
+
 String FormatFileTime(int64_t Nanos) {
+    // "YYYY-MM-DD hh:mm" in local time.
     time_t Secs = static_cast<time_t>(Nanos / 1000000000);
     if (Nanos < 0 && Nanos % 1000000000) --Secs;
-    struct tm Tm;
-    if (!localtime_r(&Secs, &Tm)) return String();
-    char Buf[32];
-    size_t N = std::strftime(Buf, sizeof Buf, "%Y-%m-%d %H:%M", &Tm);
-    return Str(std::string_view(Buf, N));
+    long Offset;
+    if (!LocalOffsetOf(Secs, Offset)) return String();
+    const int64_t Local = static_cast<int64_t>(Secs) + Offset;
+    int64_t Days = Local / 86400, Rest = Local % 86400;
+    if (Rest < 0) {
+        Rest += 86400;
+        --Days;
+    }
+    int64_t Y;
+    unsigned Mo, D;
+    CivilFromDays(Days, Y, Mo, D);
+    if (Y < 0 || Y > 9999) {
+        // Outside four digits: the C library's wording.
+        struct tm Tm;
+        if (!localtime_r(&Secs, &Tm)) return String();
+        char Buf[48];
+        size_t N = std::strftime(Buf, sizeof Buf, "%Y-%m-%d %H:%M", &Tm);
+        return Str(std::string_view(Buf, N));
+    }
+    const unsigned H = static_cast<unsigned>(Rest / 3600), Mi = static_cast<unsigned>(Rest % 3600 / 60);
+    const unsigned Yu = static_cast<unsigned>(Y);
+    Char Buf[16] = {Char(u'0' + Yu / 1000), Char(u'0' + Yu / 100 % 10), Char(u'0' + Yu / 10 % 10), Char(u'0' + Yu % 10), u'-',
+                    Char(u'0' + Mo / 10), Char(u'0' + Mo % 10), u'-', Char(u'0' + D / 10), Char(u'0' + D % 10), u' ',
+                    Char(u'0' + H / 10), Char(u'0' + H % 10), u':', Char(u'0' + Mi / 10), Char(u'0' + Mi % 10)};
+    return String(Buf, 16);
 }
 
 // --- construction --------------------------------------------------------------
@@ -58,7 +129,12 @@ TNamespace::TNamespace(std::shared_ptr<TShellProvider> Provider, PItemIDList PID
         } else {
             TPIDLHolder Own(PIDL);  // freed once appended
             FAbsolutePIDL = PIDLMgr.AppendPIDL(AParent->FAbsolutePIDL, PIDL);
-            FRelativePIDL = PIDLMgr.GetPointerToLastID(FAbsolutePIDL);
+            // The last item starts where the parent's list ended, unless
+            // PIDL was empty and the parent's own last item is the last.
+            if (PIDL && PIDLItemSize(PIDL) != 0)
+                FRelativePIDL = FAbsolutePIDL + (PIDLMgr.PIDLSize(AParent->FAbsolutePIDL) - 2);
+            else
+                FRelativePIDL = PIDLMgr.GetPointerToLastID(FAbsolutePIDL);
         }
     } else if (PIDL && !PIDLMgr.IsDesktopFolder(PIDL)) {
         FAbsolutePIDL = PIDL;
@@ -163,7 +239,7 @@ bool TNamespace::TestAttributesOf(uint32_t Flags, bool FlushCache, bool SoftFlus
 }
 
 bool TNamespace::CachedAttribute(TShellCacheFlag Flag, TCacheAttribute Bit, uint32_t SfgaoBit) {
-    TShellCacheRec& C = FShellCache;
+    TShellCacheRec& C = Cache();
     if (!(C.ShellCacheFlags & ScBit(Flag))) {
         if (TestAttributesOf(SfgaoBit, false, false))
             C.Data.Attributes |= Bit;
@@ -218,41 +294,49 @@ void TNamespace::InvalidateRelativePIDL() {
     FRelativePIDL = IsDesktop() ? FAbsolutePIDL : PIDLMgr.GetPointerToLastID(FAbsolutePIDL);
 }
 
+const TShellCacheRec& TNamespace::ShellCache() const noexcept {
+    static const TShellCacheRec Empty;
+    return FCache ? FCache->Rec : Empty;
+}
+
+TShellCacheRec& TNamespace::Cache() {
+    if (!FCache) FCache = std::make_unique<TCacheBlock>();
+    return FCache->Rec;
+}
+
 const TFindData* TNamespace::FindData() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scFileTimes))) {
-        auto D = std::make_unique<TFindData>();
-        if (FProvider->GetFindData(FAbsolutePIDL, *D))
-            FFindData = std::move(D);
-        else
-            FFindData.reset();
-        FShellCache.ShellCacheFlags |= ScBit(scFileTimes);
+    TShellCacheRec& C = Cache();
+    if (!(C.ShellCacheFlags & ScBit(scFileTimes))) {
+        FCache->Find = TFindData();
+        FCache->HasFind = FProvider->GetFindData(FAbsolutePIDL, FCache->Find);
+        C.ShellCacheFlags |= ScBit(scFileTimes);
     }
-    return FFindData.get();
+    return FCache->HasFind ? &FCache->Find : nullptr;
 }
 
 // Names.
 String TNamespace::GetNameInFolder() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scInFolderName))) {
-        FShellCache.Data.InFolderName = DisplayNameOf(SHGDN_INFOLDER);
-        FShellCache.ShellCacheFlags |= ScBit(scInFolderName);
+    if (!(Cache().ShellCacheFlags & ScBit(scInFolderName))) {
+        Cache().Data.InFolderName = DisplayNameOf(SHGDN_INFOLDER);
+        Cache().ShellCacheFlags |= ScBit(scInFolderName);
     }
-    return FShellCache.Data.InFolderName;
+    return Cache().Data.InFolderName;
 }
 
 String TNamespace::GetNameNormal() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scNormalName))) {
-        FShellCache.Data.NormalName = DisplayNameOf(SHGDN_NORMAL);
-        FShellCache.ShellCacheFlags |= ScBit(scNormalName);
+    if (!(Cache().ShellCacheFlags & ScBit(scNormalName))) {
+        Cache().Data.NormalName = DisplayNameOf(SHGDN_NORMAL);
+        Cache().ShellCacheFlags |= ScBit(scNormalName);
     }
-    return FShellCache.Data.NormalName;
+    return Cache().Data.NormalName;
 }
 
 String TNamespace::GetNameForParsing() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scParsedName))) {
-        FShellCache.Data.ParsedName = DisplayNameOf(SHGDN_FORPARSING);
-        FShellCache.ShellCacheFlags |= ScBit(scParsedName);
+    if (!(Cache().ShellCacheFlags & ScBit(scParsedName))) {
+        Cache().Data.ParsedName = DisplayNameOf(SHGDN_FORPARSING);
+        Cache().ShellCacheFlags |= ScBit(scParsedName);
     }
-    return FShellCache.Data.ParsedName;
+    return Cache().Data.ParsedName;
 }
 
 String TNamespace::GetNameForParsingInFolder() { return DisplayNameOf(SHGDN_FORPARSING | SHGDN_INFOLDER); }
@@ -362,28 +446,28 @@ int64_t TNamespace::GetLastWriteTimeRaw() {
 }
 
 String TNamespace::GetCreationTime() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scCreationTime))) {
+    if (!(Cache().ShellCacheFlags & ScBit(scCreationTime))) {
         int64_t T = GetCreationTimeRaw();
-        FShellCache.Data.CreationTime = T ? FormatFileTime(T) : String();
-        FShellCache.ShellCacheFlags |= ScBit(scCreationTime);
+        Cache().Data.CreationTime = T ? FormatFileTime(T) : String();
+        Cache().ShellCacheFlags |= ScBit(scCreationTime);
     }
-    return FShellCache.Data.CreationTime;
+    return Cache().Data.CreationTime;
 }
 
 String TNamespace::GetLastAccessTime() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scLastAccessTime))) {
-        FShellCache.Data.LastAccessTime = FindData() ? FormatFileTime(GetLastAccessTimeRaw()) : String();
-        FShellCache.ShellCacheFlags |= ScBit(scLastAccessTime);
+    if (!(Cache().ShellCacheFlags & ScBit(scLastAccessTime))) {
+        Cache().Data.LastAccessTime = FindData() ? FormatFileTime(GetLastAccessTimeRaw()) : String();
+        Cache().ShellCacheFlags |= ScBit(scLastAccessTime);
     }
-    return FShellCache.Data.LastAccessTime;
+    return Cache().Data.LastAccessTime;
 }
 
 String TNamespace::GetLastWriteTime() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scLastWriteTime))) {
-        FShellCache.Data.LastWriteTime = FindData() ? FormatFileTime(GetLastWriteTimeRaw()) : String();
-        FShellCache.ShellCacheFlags |= ScBit(scLastWriteTime);
+    if (!(Cache().ShellCacheFlags & ScBit(scLastWriteTime))) {
+        Cache().Data.LastWriteTime = FindData() ? FormatFileTime(GetLastWriteTimeRaw()) : String();
+        Cache().ShellCacheFlags |= ScBit(scLastWriteTime);
     }
-    return FShellCache.Data.LastWriteTime;
+    return Cache().Data.LastWriteTime;
 }
 
 // Sizes. Folders have no size of their own.
@@ -393,21 +477,21 @@ int64_t TNamespace::GetSizeOfFileInt64() {
 }
 
 String TNamespace::GetSizeOfFile() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scFileSize))) {
+    if (!(Cache().ShellCacheFlags & ScBit(scFileSize))) {
         const TFindData* D = FindData();
-        FShellCache.Data.FileSize = D && !S_ISDIR(D->Mode) ? GroupDigits(D->Size) : String();
-        FShellCache.ShellCacheFlags |= ScBit(scFileSize);
+        Cache().Data.FileSize = D && !S_ISDIR(D->Mode) ? GroupDigits(D->Size) : String();
+        Cache().ShellCacheFlags |= ScBit(scFileSize);
     }
-    return FShellCache.Data.FileSize;
+    return Cache().Data.FileSize;
 }
 
 String TNamespace::GetSizeOfFileKB() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scFileSizeKB))) {
+    if (!(Cache().ShellCacheFlags & ScBit(scFileSizeKB))) {
         const TFindData* D = FindData();
-        FShellCache.Data.FileSizeKB = D && !S_ISDIR(D->Mode) ? FormatSizeKB(D->Size) : String();
-        FShellCache.ShellCacheFlags |= ScBit(scFileSizeKB);
+        Cache().Data.FileSizeKB = D && !S_ISDIR(D->Mode) ? FormatSizeKB(D->Size) : String();
+        Cache().ShellCacheFlags |= ScBit(scFileSizeKB);
     }
-    return FShellCache.Data.FileSizeKB;
+    return Cache().Data.FileSizeKB;
 }
 
 String TNamespace::GetSizeOfFileDiskUsage() {
@@ -416,7 +500,7 @@ String TNamespace::GetSizeOfFileDiskUsage() {
 }
 
 String TNamespace::GetFileType() {
-    if (!(FShellCache.ShellCacheFlags & ScBit(scFileType))) {
+    if (!(Cache().ShellCacheFlags & ScBit(scFileType))) {
         String T;
         if (!FProvider->GetFileTypeName(FAbsolutePIDL, T) || T.empty()) {
             // Nothing known: the upper-case extension and " File".
@@ -430,10 +514,10 @@ String TNamespace::GetFileType() {
             } else
                 T = u"File";
         }
-        FShellCache.Data.FileType = std::move(T);
-        FShellCache.ShellCacheFlags |= ScBit(scFileType);
+        Cache().Data.FileType = std::move(T);
+        Cache().ShellCacheFlags |= ScBit(scFileType);
     }
-    return FShellCache.Data.FileType;
+    return Cache().Data.FileType;
 }
 
 int TNamespace::GetSubItems() {
@@ -445,7 +529,7 @@ int TNamespace::GetSubItems() {
 // --- columns ---------------------------------------------------------------------
 
 int TNamespace::DetailsSupportedColumns() {
-    if (FShellCache.ShellCacheFlags & ScBit(scSupportedColumns)) return FShellCache.Data.SupportedColumns;
+    if (Cache().ShellCacheFlags & ScBit(scSupportedColumns)) return Cache().Data.SupportedColumns;
     int Count = 0;
     if ((FStates & nsShellFolder2Supported) && FProvider->SupportsFolder2(FAbsolutePIDL)) {
         uint32_t State;
@@ -471,8 +555,8 @@ int TNamespace::DetailsSupportedColumns() {
         }
     }
     if (Count == 0) Count = DetailsDefaultSupportedColumns();
-    FShellCache.Data.SupportedColumns = Count;
-    FShellCache.ShellCacheFlags |= ScBit(scSupportedColumns);
+    Cache().Data.SupportedColumns = Count;
+    Cache().ShellCacheFlags |= ScBit(scSupportedColumns);
     return Count;
 }
 
@@ -557,7 +641,7 @@ TColumnInfo TNamespace::DetailsColumnTitleInfo(int ColumnIndex) {
 // --- icons -----------------------------------------------------------------------
 
 int TNamespace::GetIconIndex(bool OpenIcon, int /*IconSize*/, bool ForceLoad) {
-    TShellCacheRec& C = FShellCache;
+    TShellCacheRec& C = Cache();
     if (OpenIcon) {
         if (!(C.ShellCacheFlags & ScBit(scSmallOpenIcon)) || ForceLoad) {
             int I = FProvider->GetIconIndex(FAbsolutePIDL, true);
@@ -575,11 +659,11 @@ int TNamespace::GetIconIndex(bool OpenIcon, int /*IconSize*/, bool ForceLoad) {
 
 void TNamespace::SetIconIndexByThread(int Index, bool OpenIcon) {
     if (OpenIcon) {
-        FShellCache.Data.SmallOpenIcon = Index;
-        FShellCache.ShellCacheFlags |= ScBit(scSmallOpenIcon);
+        Cache().Data.SmallOpenIcon = Index;
+        Cache().ShellCacheFlags |= ScBit(scSmallOpenIcon);
     } else {
-        FShellCache.Data.SmallIcon = Index;
-        FShellCache.ShellCacheFlags |= ScBit(scSmallIcon);
+        Cache().Data.SmallIcon = Index;
+        Cache().ShellCacheFlags |= ScBit(scSmallIcon);
     }
     FStates = static_cast<TNamespaceStates>((FStates | nsThreadedIconLoaded | nsIconIndexChanged) & ~nsThreadedIconLoading);
 }
@@ -587,9 +671,10 @@ void TNamespace::SetIconIndexByThread(int Index, bool OpenIcon) {
 // --- flushing --------------------------------------------------------------------
 
 void TNamespace::InvalidateCache() {
-    TCacheData& D = FShellCache.Data;
-    D = TCacheData();
-    FShellCache.ShellCacheFlags = 0;
+    if (!FCache) return;
+    FCache->Rec = TShellCacheRec();
+    FCache->Find = TFindData();
+    FCache->HasFind = false;
 }
 
 void TNamespace::InvalidateNamespace(bool RefreshIcon) {
@@ -598,30 +683,31 @@ void TNamespace::InvalidateNamespace(bool RefreshIcon) {
     if (RefreshIcon) {
         FStates &= ~(nsThreadedIconLoaded | nsThreadedIconLoading);
     } else {
-        HadIcon = FShellCache.ShellCacheFlags & ScBit(scSmallIcon);
-        HadOpenIcon = FShellCache.ShellCacheFlags & ScBit(scSmallOpenIcon);
-        Icon = FShellCache.Data.SmallIcon;
-        OpenIcon = FShellCache.Data.SmallOpenIcon;
+        const TShellCacheRec& C = ShellCache();
+        HadIcon = C.ShellCacheFlags & ScBit(scSmallIcon);
+        HadOpenIcon = C.ShellCacheFlags & ScBit(scSmallOpenIcon);
+        Icon = C.Data.SmallIcon;
+        OpenIcon = C.Data.SmallOpenIcon;
     }
+    // The find data goes with the cache.
     InvalidateCache();
     if (FStates & nsOwnsParent) {
         delete FParent;
         FParent = nullptr;
         FStates &= ~nsOwnsParent;
     }
-    // The folder handles, the find data and the recycle-bin answer.
-    FFindData.reset();
+    // The folder handles and the recycle-bin answer.
     PIDLMgr.FreeAndNilPIDL(FParentFolderPIDL);
     FParentFolder2 = FParentDetails = -1;
     FStates |= nsShellDetailsSupported | nsShellFolder2Supported;
     FStates &= ~(nsRecycleBinChecked | nsIsRecycleBin);
     if (HadIcon) {
-        FShellCache.Data.SmallIcon = Icon;
-        FShellCache.ShellCacheFlags |= ScBit(scSmallIcon);
+        Cache().Data.SmallIcon = Icon;
+        Cache().ShellCacheFlags |= ScBit(scSmallIcon);
     }
     if (HadOpenIcon) {
-        FShellCache.Data.SmallOpenIcon = OpenIcon;
-        FShellCache.ShellCacheFlags |= ScBit(scSmallOpenIcon);
+        Cache().Data.SmallOpenIcon = OpenIcon;
+        Cache().ShellCacheFlags |= ScBit(scSmallOpenIcon);
     }
 }
 

@@ -128,7 +128,8 @@ public:
     void SetTag(int Value) noexcept { FTag = Value; }
     TNamespaceStates States() const noexcept { return FStates; }
     void SetStates(TNamespaceStates Value) noexcept { FStates = Value; }
-    const TShellCacheRec& ShellCache() const noexcept { return FShellCache; }
+    // The cache record; an object never asked anything has an empty one.
+    const TShellCacheRec& ShellCache() const noexcept;
     // The parent folder's absolute list (nil for the desktop).
     PCItemIDList ParentFolderPIDL();
 
@@ -235,8 +236,8 @@ public:
 
 protected:
     bool CachedAttribute(TShellCacheFlag Flag, TCacheAttribute Bit, uint32_t SfgaoBit);
-
-    TShellCacheRec FShellCache;
+    // The cache record, made on the first question.
+    TShellCacheRec& Cache();
     PItemIDList FAbsolutePIDL = nullptr;
     PItemIDList FRelativePIDL = nullptr;
     TNamespace* FParent = nullptr;
@@ -247,7 +248,15 @@ protected:
 private:
     std::shared_ptr<TShellProvider> FProvider;
     PItemIDList FParentFolderPIDL = nullptr;  // owned; when there is no FParent
-    std::unique_ptr<TFindData> FFindData;
+    // What the first look fills: the cache record and the find data, in one
+    // block made on the first question. A namespace that was only
+    // enumerated (most of a big folder) stays small.
+    struct TCacheBlock {
+        TShellCacheRec Rec;
+        TFindData Find;
+        bool HasFind = false;
+    };
+    std::unique_ptr<TCacheBlock> FCache;
     // Whether the parent folder has the column interfaces: -1 not asked yet.
     int8_t FParentFolder2 = -1;
     int8_t FParentDetails = -1;

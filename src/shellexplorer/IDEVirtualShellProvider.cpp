@@ -3,10 +3,12 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -74,6 +76,48 @@ bool StatNoFollow(const std::string& Path, struct statx& Sx, unsigned Mask) {
     return statx(AT_FDCWD, Path.c_str(), AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT, Mask, &Sx) == 0;
 }
 
+// The folder whose entries were looked at last on this thread, held open
+// (O_PATH) so that the next entry of the same folder is looked up by name
+// alone instead of walking the whole path again: a view asks for the
+// details of one folder's entries in a row. The handle is used for at most
+// HandleLife after it was opened, and a name it cannot find is looked up
+// again by its full path, so a folder that was deleted or replaced is seen
+// within that time.
+struct TFolderHandle {
+    std::string Path;
+    int Fd = -1;
+    int64_t OpenedAt = 0;
+    ~TFolderHandle() {
+        if (Fd >= 0) close(Fd);
+    }
+};
+constexpr int64_t HandleLife = 100'000'000;  // ns
+
+int64_t CoarseNow() {
+    struct timespec T;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &T);
+    return int64_t(T.tv_sec) * 1000000000 + T.tv_nsec;
+}
+
+// statx of Path, through the folder handle when Path's folder is the one
+// held; Flags as for statx.
+bool StatEntry(const std::string& Path, int Flags, unsigned Mask, struct statx& Sx) {
+    thread_local TFolderHandle Held;
+    const size_t Slash = Path.find_last_of('/');
+    if (Slash != std::string::npos && Slash > 0 && Slash + 1 < Path.size()) {
+        const std::string_view Folder(Path.data(), Slash);
+        const int64_t Now = CoarseNow();
+        if (Held.Fd < 0 || Now - Held.OpenedAt > HandleLife || std::string_view(Held.Path) != Folder) {
+            if (Held.Fd >= 0) close(Held.Fd);
+            Held.Path.assign(Folder);
+            Held.Fd = open(Held.Path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+            Held.OpenedAt = Now;
+        }
+        if (Held.Fd >= 0 && statx(Held.Fd, Path.c_str() + Slash + 1, Flags, Mask, &Sx) == 0) return true;
+    }
+    return statx(AT_FDCWD, Path.c_str(), Flags, Mask, &Sx) == 0;
+}
+
 int64_t Nanos(const struct statx_timestamp& T) { return int64_t(T.tv_sec) * 1000000000 + T.tv_nsec; }
 
 std::string ParentOf(const std::string& Path) {
@@ -107,18 +151,37 @@ std::string ReadWholeFile(const std::string& Path) {
     return Out.str();
 }
 
+// Reads the folder with getdents64 into a large buffer: a 100,000-entry
+// folder takes a handful of system calls, and d_type says what a folder is
+// without a stat (only links and unknown types are looked at).
 class TDirEnum : public TShellEnum {
 public:
-    TDirEnum(DIR* Dir, uint32_t Flags, std::string Path) : FDir(Dir), FFlags(Flags), FPath(std::move(Path)) {}
-    ~TDirEnum() override { closedir(FDir); }
+    TDirEnum(int Fd, uint32_t Flags) : FFd(Fd), FFlags(Flags), FBuf(new char[BufSize]) {}
+    ~TDirEnum() override { close(FFd); }
 
     bool Next(PItemIDList& Item) override {
         for (;;) {
-            errno = 0;
-            dirent* E = readdir(FDir);
-            // The end, or a folder that went away under us: either way the
-            // enumeration just stops.
-            if (!E) return false;
+            if (FPos >= FEnd) {
+                // The end, an error, or a folder that went away under us:
+                // either way the enumeration just stops.
+                if (FDone) return false;
+                long N = syscall(SYS_getdents64, FFd, FBuf.get(), BufSize);
+                if (N <= 0) {
+                    FDone = true;
+                    return false;
+                }
+                FPos = 0;
+                FEnd = static_cast<size_t>(N);
+            }
+            struct TDirent64 {
+                uint64_t d_ino;
+                int64_t d_off;
+                unsigned short d_reclen;
+                unsigned char d_type;
+                char d_name[1];
+            };
+            const auto* E = reinterpret_cast<const TDirent64*>(FBuf.get() + FPos);
+            FPos += E->d_reclen;
             const char* N = E->d_name;
             if (N[0] == '.' && (N[1] == 0 || (N[1] == '.' && N[2] == 0))) continue;
             if (N[0] == '.' && !(FFlags & SHCONTF_INCLUDEHIDDEN)) continue;
@@ -126,21 +189,24 @@ public:
             bool Folder = DType == DT_DIR;
             if (DType == DT_LNK || DType == DT_UNKNOWN) {
                 struct stat St;
-                Folder = fstatat(dirfd(FDir), N, &St, 0) == 0 && S_ISDIR(St.st_mode);
+                Folder = fstatat(FFd, N, &St, 0) == 0 && S_ISDIR(St.st_mode);
                 if (Folder && DType == DT_UNKNOWN) DType = DT_DIR;
             }
             if (Folder ? !(FFlags & SHCONTF_FOLDERS) : !(FFlags & SHCONTF_NONFOLDERS)) continue;
             // A symbolic link to a folder keeps DT_LNK; the provider marks it
             // as folder and link when asked.
-            Item = TPosixShellProvider::MakeFileItem(N, DType);
+            Item = TPosixShellProvider::MakeFileItem(std::string_view(N, std::strlen(N)), DType);
             return true;
         }
     }
 
 private:
-    DIR* FDir;
+    static constexpr size_t BufSize = 96 * 1024;
+    int FFd;
     uint32_t FFlags;
-    std::string FPath;
+    std::unique_ptr<char[]> FBuf;
+    size_t FPos = 0, FEnd = 0;
+    bool FDone = false;
 };
 
 class TListEnum : public TShellEnum {
@@ -359,9 +425,9 @@ std::unique_ptr<TShellEnum> TPosixShellProvider::DoEnumObjects(PCItemIDList Fold
     }
     std::string Path;
     if (!ResolvePath(Folder, Path)) return nullptr;
-    DIR* Dir = opendir(Path.c_str());
-    if (!Dir) return nullptr;  // unreadable, gone, a loop, or not a folder
-    return std::make_unique<TDirEnum>(Dir, Flags, std::move(Path));
+    int Fd = open(Path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (Fd < 0) return nullptr;  // unreadable, gone, a loop, or not a folder
+    return std::make_unique<TDirEnum>(Fd, Flags);
 }
 
 bool TPosixShellProvider::IsFolderItem(PCItemIDList Folder, PCItemIDList Item) const {
@@ -557,11 +623,13 @@ bool TPosixShellProvider::DoGetFindData(PCItemIDList Absolute, TFindData& Data) 
     std::string Path;
     if (!ResolvePath(Absolute, Path)) return false;
     struct statx Sx;
-    const unsigned Mask = STATX_BASIC_STATS | STATX_BTIME;
+    // Only what the find data holds; a network file system need not
+    // synchronise for a look.
+    const unsigned Mask = STATX_TYPE | STATX_MODE | STATX_SIZE | STATX_BLOCKS | STATX_ATIME | STATX_MTIME | STATX_BTIME;
     bool Link = false;
-    if (!StatFollow(Path, Sx, Mask)) {
+    if (!StatEntry(Path, AT_STATX_DONT_SYNC, Mask, Sx)) {
         // A dangling link or a loop: describe the link itself.
-        if (!StatNoFollow(Path, Sx, Mask)) return false;
+        if (!StatEntry(Path, AT_SYMLINK_NOFOLLOW | AT_STATX_DONT_SYNC, Mask, Sx)) return false;
     }
     if (!S_ISLNK(Sx.stx_mode)) {
         TItem It;
@@ -579,8 +647,10 @@ bool TPosixShellProvider::DoGetFindData(PCItemIDList Absolute, TFindData& Data) 
     Data.Compressed = Sx.stx_attributes & STATX_ATTR_COMPRESSED;
     Data.Link = Link;
     auto Slash = Path.find_last_of('/');
-    Data.FileName = Slash == std::string::npos ? Path : Path.substr(Slash + 1);
-    if (Data.FileName.empty()) Data.FileName = Path;
+    if (Slash == std::string::npos || Slash + 1 == Path.size())
+        Data.FileName = Path;
+    else
+        Data.FileName.assign(Path, Slash + 1, std::string::npos);
     return true;
 }
 

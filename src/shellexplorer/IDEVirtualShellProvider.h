@@ -19,8 +19,14 @@
 // without a stat; times and sizes from statx; the type and icon from a
 // TFileTypeSource by name only, so no file's content is ever read.
 //
-// Thread: any (the POSIX provider keeps no mutable state after
-// construction; a type source must be thread-safe).
+// Enumeration reads the folder with getdents64 into one large buffer. The
+// find data looks an entry up by name under a handle of its folder, held
+// per thread for a short time, so the details of one folder's entries in a
+// row do not walk the whole path each time.
+//
+// Thread: any (the POSIX provider keeps no shared mutable state after
+// construction, only the per-thread folder handle; a type source must be
+// thread-safe).
 #pragma once
 
 #include <atomic>

@@ -3,6 +3,9 @@
 // with their fallbacks, comparison and the sort helper.
 #include <gtest/gtest.h>
 
+#include <ctime>
+#include <random>
+
 #include "FakeShellProvider.h"
 #include "shellexplorer/IDEVirtualNamespace.h"
 
@@ -201,6 +204,38 @@ TEST_F(Namespace, DefaultDetailsAndTitles) {
     EXPECT_EQ(FormatSizeKB(1024), u"1 KB");
     EXPECT_EQ(FormatSizeKB(1025), u"2 KB");
     EXPECT_EQ(FormatSizeKB(2000000000), u"1,953,125 KB");
+}
+
+TEST_F(Namespace, FileTimesReadAsTheCLibraryFormatsThem) {
+    // The modified column's text is computed without strftime; it must
+    // agree with the C library in zones with daylight saving, half-hour
+    // shifts and odd offsets, across their changes, and for old dates.
+    auto Reference = [](int64_t Secs) {
+        time_t T = static_cast<time_t>(Secs);
+        struct tm Tm;
+        localtime_r(&T, &Tm);
+        char Buf[48];
+        size_t N = std::strftime(Buf, sizeof Buf, "%Y-%m-%d %H:%M", &Tm);
+        return Str(std::string_view(Buf, N));
+    };
+    std::mt19937_64 Rng(7);
+    for (const char* Zone : {"UTC", "Europe/Berlin", "Australia/Lord_Howe", "America/St_Johns", "Asia/Kathmandu"}) {
+        setenv("TZ", Zone, 1);
+        tzset();
+        // Every 7 minutes through a year with changes both ways.
+        for (int64_t S = 1711843200 - 86400 * 200; S < 1711843200 + 86400 * 200; S += 7 * 60 + 13)
+            ASSERT_EQ(FormatFileTime(S * 1000000000), Reference(S)) << Zone << " at " << S;
+        for (int I = 0; I < 3000; ++I) {
+            int64_t S = static_cast<int64_t>(Rng() % 8000000000ull) - 2000000000;  // 1906 to 2223
+            ASSERT_EQ(FormatFileTime(S * 1000000000 + 999999999), Reference(S)) << Zone << " at " << S;
+        }
+        // Before the epoch, a fraction still belongs to the earlier second.
+        ASSERT_EQ(FormatFileTime(-1), Reference(-1)) << Zone;
+    }
+    setenv("TZ", "UTC", 1);
+    tzset();
+    EXPECT_EQ(FormatFileTime(0), u"1970-01-01 00:00");
+    EXPECT_EQ(FormatFileTime(int64_t(951782400) * 1000000000), u"2000-02-29 00:00");
 }
 
 TEST_F(Namespace, ComparePIDLClampsAndUsesTheLastItem) {
