@@ -156,6 +156,35 @@ TEST_F(PosixProvider, FolderDeletedWhileEnumerated) {
     EXPECT_EQ(Doomed->DetailsOf(1), u"");
 }
 
+TEST_F(PosixProvider, FindDataFollowsAFolderThatWasDeletedAndMadeAgain) {
+    // Entries of one folder are looked up under a held handle of the
+    // folder; a folder made again under the same name is still read
+    // correctly right away, as are its entries that came and went.
+    mkdir((Home + "/data/x").c_str(), 0755);
+    Touch("data/x/f", "1");
+    auto F1 = At("data/x/f");
+    ASSERT_TRUE(F1 && F1->FindData());
+    EXPECT_EQ(F1->FindData()->Size, 1u);
+    ASSERT_EQ(std::system(("rm -rf '" + Home + "/data/x'").c_str()), 0);
+    mkdir((Home + "/data/x").c_str(), 0755);
+    Touch("data/x/f", "12345");
+    auto F2 = At("data/x/f");
+    ASSERT_TRUE(F2 && F2->FindData());
+    EXPECT_EQ(F2->FindData()->Size, 5u);
+    Touch("data/x/g", "123");
+    auto G = At("data/x/g");
+    ASSERT_TRUE(G && G->FindData());
+    EXPECT_EQ(G->FindData()->Size, 3u);
+    ASSERT_EQ(unlink((Home + "/data/x/g").c_str()), 0);
+    G->InvalidateNamespace();
+    EXPECT_EQ(G->FindData(), nullptr);
+    // Another folder's entry with the same name is that folder's.
+    Touch("data/f", "1234567");
+    auto Other = At("data/f");
+    ASSERT_TRUE(Other && Other->FindData());
+    EXPECT_EQ(Other->FindData()->Size, 7u);
+}
+
 TEST_F(PosixProvider, RootHoldsSpecialFoldersComputerAndTrash) {
     std::vector<String> Root;
     Desktop->EnumerateFolder(true, true, false, [&](PItemIDList Item, TNamespace* Parent, void*, bool&) {
