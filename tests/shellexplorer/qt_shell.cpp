@@ -121,23 +121,30 @@ private slots:
             std::vector<std::thread> Producers;
             for (int T = 0; T < 3; ++T)
                 Producers.emplace_back([&N, &Stop, T] {
+                    // Bursts with pauses longer than the quiet period, so
+                    // batches keep going out.
                     for (int I = 0; !Stop; ++I) {
                         TPIDLHolder P(TPosixShellProvider::MakeFileItem("f" + std::to_string(T) + "_" + std::to_string(I % 50), 8));
                         N.AddEvent(vsneUpdateItem, P.Get(), nullptr);
-                        std::this_thread::sleep_for(std::chrono::microseconds(200));
+                        if (I % 10 == 9) std::this_thread::sleep_for(std::chrono::milliseconds(15));
                     }
                 });
+            auto StopProducers = [&] {
+                Stop = true;
+                for (auto& P : Producers)
+                    if (P.joinable()) P.join();
+            };
             QElapsedTimer Clock;
             Clock.start();
             while ((Batches < 5 || Clock.elapsed() < 300) && Clock.elapsed() < 10000)
                 QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+            if (Batches < 5) StopProducers();
             QVERIFY(Batches >= 5);
             delete Ui;  // posts from now on fail; queued batches are released
             const int Seen = Batches;
             Clock.restart();
             while (Clock.elapsed() < 200) QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-            Stop = true;
-            for (auto& P : Producers) P.join();
+            StopProducers();
             QCOMPARE(Batches, Seen);  // nothing arrives without a listener
             N.UnRegisterAllNotify();
             QVERIFY(!N.ThreadsRunning());
