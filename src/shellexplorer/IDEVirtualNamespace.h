@@ -30,6 +30,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -234,6 +235,34 @@ public:
     // The find data, fetched once per cache generation (nil if none).
     const TFindData* FindData();
 
+    // --- verbs, on this folder's children (every one must be an immediate
+    // child, else "PIDLs to operate on are not siblings...") ---
+    // Into the trash (or for good); true if every item went.
+    bool Delete(const std::vector<TNamespace*>& Items, bool ToTrash = true);
+    // The items onto the shell clipboard, to be copied or moved by Paste.
+    bool Copy(const std::vector<TNamespace*>& Items);
+    bool Cut(const std::vector<TNamespace*>& Items);
+    // What the shell clipboard holds, into this folder (links to it with
+    // AsShortCut); a cut is pasted once, then the clipboard is empty.
+    bool Paste(bool AsShortCut = false);
+    bool CanCopyAll(const std::vector<TNamespace*>& Items);
+    bool CanCutAll(const std::vector<TNamespace*>& Items);
+    bool CanDeleteAll(const std::vector<TNamespace*>& Items);
+    // True when the clipboard holds something and every one is a folder of
+    // the file system.
+    static bool CanPasteToAll(const std::vector<TNamespace*>& Targets);
+    bool CanShowPropertiesOfAll(const std::vector<TNamespace*>& Items);
+    // Runs a program (with CmdLineArguments, split as a shell would, in
+    // WorkingDir or else its own folder) or opens anything else with the
+    // desktop's default application. A folder runs only with ExecuteFolder,
+    // a link to one only with ExecuteFolderShortCut. False when nothing
+    // could be started.
+    bool ShellExecuteNamespace(const std::string& WorkingDir = std::string(), const std::string& CmdLineArguments = std::string(),
+                               bool ExecuteFolder = false, bool ExecuteFolderShortCut = false);
+    // A new folder in this one, as a namespace under this; nil on failure
+    // (TShellProvider::LastVerbError says why).
+    std::unique_ptr<TNamespace> CreateNewFolder(const String& Name);
+
 protected:
     bool CachedAttribute(TShellCacheFlag Flag, TCacheAttribute Bit, uint32_t SfgaoBit);
     // The cache record, made on the first question.
@@ -298,6 +327,30 @@ private:
     void Changed() { if (OnChanged) OnChanged(*this); }
     std::vector<std::unique_ptr<TNamespace>> FItems;
 };
+
+// The library's clipboard for the namespace verbs: absolute item lists and
+// whether they were cut. OnChanged (if set) hears of every change, on the
+// thread that made it, outside the lock; a host mirrors the clipboard to
+// the system's there.
+// Thread: any.
+class TShellClipboard {
+public:
+    void Set(const std::vector<PCItemIDList>& Items, bool Cut);
+    void Clear();
+    bool Empty();
+    bool IsCut();
+    // Copies of the lists.
+    std::vector<TPIDLHolder> Items();
+    std::function<void()> OnChanged;
+
+private:
+    void Changed();
+    std::mutex FLock;
+    std::vector<std::string> FItems;  // the lists' bytes
+    bool FCut = false;
+};
+// The library-wide clipboard.
+TShellClipboard& ShellClipboard();
 
 // Text formats of the default columns (exposed for tests and the gallery).
 String FormatSizeKB(uint64_t Size);

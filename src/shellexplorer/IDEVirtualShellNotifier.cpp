@@ -387,9 +387,16 @@ TShellSourcePaths TShellSourcePaths::FromRoots(const TPosixRoots& Roots) {
 }
 
 TVirtualChangeNotifier::TVirtualChangeNotifier(std::shared_ptr<TShellProvider> Provider, TShellSourcePaths Sources)
-    : FProvider(std::move(Provider)), FSources(std::move(Sources)) {}
+    : FProvider(std::move(Provider)), FSources(std::move(Sources)) {
+    FVerbSink = std::make_shared<const TShellChangeSink>([this](uint32_t Code, PCItemIDList PIDL1, PCItemIDList PIDL2) {
+        TVirtualShellNotifyEvent E = ShellNotifyEventFromCode(Code);
+        if (E != vsneNone) PostShellNotifyEvent(E, PIDL1, PIDL2);
+    });
+    if (FProvider) FProvider->SetChangeSink(FVerbSink);
+}
 
 TVirtualChangeNotifier::~TVirtualChangeNotifier() {
+    if (FProvider && FProvider->ChangeSink() == FVerbSink) FProvider->SetChangeSink(nullptr);
     UnRegisterAllNotify();
     // Whatever still runs (special-folder watches) ends here.
     std::unique_ptr<TVirtualKernelChangeThread> K;

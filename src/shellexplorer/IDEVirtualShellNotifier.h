@@ -279,6 +279,8 @@ public:
     // one folders are watched and the rest aren't.
     static constexpr int MaxKernelWatchSlots = 64;
 
+    // The notifier hears of the provider's verbs (it sets the provider's
+    // change sink) and posts them as the shell thread's events.
     TVirtualChangeNotifier(std::shared_ptr<TShellProvider> Provider, TShellSourcePaths Sources);
     ~TVirtualChangeNotifier();
     TVirtualChangeNotifier(const TVirtualChangeNotifier&) = delete;
@@ -340,6 +342,7 @@ private:
     void RawEvent(const char* Source, const std::string& What);
 
     std::shared_ptr<TShellProvider> FProvider;
+    std::shared_ptr<const TShellChangeSink> FVerbSink;  // set on FProvider
     TShellSourcePaths FSources;
     std::mutex FSpecialFolderRegisterLock;
     // Guards FControlList and the thread pointers.

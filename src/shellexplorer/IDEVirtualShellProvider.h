@@ -30,6 +30,8 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
+#include <mutex>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -129,6 +131,21 @@ public:
     std::string IconName(int Index) override;
 };
 
+// The shell's event codes a provider's verbs report.
+enum : uint32_t {
+    SHCNE_RENAMEITEM = 0x1,
+    SHCNE_CREATE = 0x2,
+    SHCNE_DELETE = 0x4,
+    SHCNE_MKDIR = 0x8,
+    SHCNE_RMDIR = 0x10,
+    SHCNE_UPDATEDIR = 0x1000,
+    SHCNE_RENAMEFOLDER = 0x20000,
+};
+
+// Where a provider's verbs report what they changed: an event code and one
+// or two absolute lists (the new place second, for renames and moves).
+using TShellChangeSink = std::function<void(uint32_t EventCode, PCItemIDList PIDL1, PCItemIDList PIDL2)>;
+
 class TShellProvider {
 public:
     virtual ~TShellProvider() = default;
@@ -138,7 +155,7 @@ public:
     uint32_t GetAttributesOf(PCItemIDList Folder, PCItemIDList Item, uint32_t Request) { Count(); return DoGetAttributesOf(Folder, Item, Request); }
     bool GetDisplayNameOf(PCItemIDList Folder, PCItemIDList Item, uint32_t Flags, String& Name) { Count(); return DoGetDisplayNameOf(Folder, Item, Flags, Name); }
     // Renames; NewItem receives the new relative list.
-    bool SetNameOf(PCItemIDList Folder, PCItemIDList Item, const String& Name, PItemIDList& NewItem) { Count(); return DoSetNameOf(Folder, Item, Name, NewItem); }
+    bool SetNameOf(PCItemIDList Folder, PCItemIDList Item, const String& Name, PItemIDList& NewItem);
     // A path to an absolute list, or nil.
     PItemIDList ParseDisplayName(const std::string& Path) { Count(); return DoParseDisplayName(Path); }
     // Negative, 0 or positive, by the column's key.
@@ -161,6 +178,29 @@ public:
     // The file-system path of an absolute list; false for virtual items.
     bool PathOf(PCItemIDList Absolute, std::string& Path) { Count(); return DoPathOf(Absolute, Path); }
 
+    // --- verbs ---
+    // Each reports its change to the sink once it succeeded. Renaming goes
+    // through SetNameOf, which reports too.
+    // Removes Item: into the trash, or for good (a folder with everything
+    // in it).
+    bool DeleteItem(PCItemIDList Folder, PCItemIDList Item, bool ToTrash);
+    // Makes a folder Name in Folder; NewItem receives its relative list.
+    bool CreateFolder(PCItemIDList Folder, const String& Name, PItemIDList& NewItem);
+    // Copies or moves Item of Folder into the folder Target (absolute),
+    // never over an existing name: a taken name gets " (copy)" or
+    // " (copy N)" before its extension. NewItem receives the relative
+    // list in Target.
+    bool CopyItem(PCItemIDList Folder, PCItemIDList Item, PCItemIDList Target, bool Move, PItemIDList& NewItem);
+    // A link in Target to Item of Folder, named as the item (made free as
+    // above).
+    bool LinkItem(PCItemIDList Folder, PCItemIDList Item, PCItemIDList Target, PItemIDList& NewItem);
+    // The sink that hears of the verbs' changes (the change notifier sets
+    // one); nil for none.
+    void SetChangeSink(std::shared_ptr<const TShellChangeSink> Sink);
+    std::shared_ptr<const TShellChangeSink> ChangeSink();
+    // Why the last verb on this thread failed, for messages ("" if none).
+    static const std::string& LastVerbError();
+
     uint64_t CallCount() const noexcept { return FCalls.load(std::memory_order_relaxed); }
     void ResetCallCount() noexcept { FCalls.store(0, std::memory_order_relaxed); }
 
@@ -181,10 +221,22 @@ protected:
     virtual int DoGetIconIndex(PCItemIDList Absolute, bool Open) = 0;
     virtual PItemIDList DoSpecialFolderLocation(TSpecialFolder Folder) = 0;
     virtual bool DoPathOf(PCItemIDList Absolute, std::string& Path) = 0;
+    // Verbs: a provider without them refuses.
+    virtual bool DoDeleteItem(PCItemIDList, PCItemIDList, bool) { return VerbFailed("not supported here"); }
+    virtual bool DoCreateFolder(PCItemIDList, const String&, PItemIDList&) { return VerbFailed("not supported here"); }
+    virtual bool DoCopyItem(PCItemIDList, PCItemIDList, PCItemIDList, bool, PItemIDList&) {
+        return VerbFailed("not supported here");
+    }
+    virtual bool DoLinkItem(PCItemIDList, PCItemIDList, PCItemIDList, PItemIDList&) { return VerbFailed("not supported here"); }
+    // Records why a verb failed; answers false.
+    static bool VerbFailed(std::string Why);
 
 private:
     void Count() noexcept { FCalls.fetch_add(1, std::memory_order_relaxed); }
+    void Report(uint32_t Code, PCItemIDList PIDL1, PCItemIDList PIDL2);
     std::atomic<uint64_t> FCalls{0};
+    std::mutex FSinkLock;
+    std::shared_ptr<const TShellChangeSink> FSink;
 };
 
 // The places the POSIX provider starts from. FromEnvironment reads $HOME,
@@ -235,6 +287,10 @@ protected:
     int DoGetIconIndex(PCItemIDList Absolute, bool Open) override;
     PItemIDList DoSpecialFolderLocation(TSpecialFolder Folder) override;
     bool DoPathOf(PCItemIDList Absolute, std::string& Path) override;
+    bool DoDeleteItem(PCItemIDList Folder, PCItemIDList Item, bool ToTrash) override;
+    bool DoCreateFolder(PCItemIDList Folder, const String& Name, PItemIDList& NewItem) override;
+    bool DoCopyItem(PCItemIDList Folder, PCItemIDList Item, PCItemIDList Target, bool Move, PItemIDList& NewItem) override;
+    bool DoLinkItem(PCItemIDList Folder, PCItemIDList Item, PCItemIDList Target, PItemIDList& NewItem) override;
 
 private:
     bool ResolvePath(PCItemIDList Absolute, std::string& Path) const;
