@@ -18,16 +18,27 @@
 // - Two source positions are one key only when all three words are equal.
 //
 // Cost: one entry per address touched and one per source position touched,
-// no limit and no eviction between two clears. Fetches read the stored entry
-// in place and deposits update it in place, so a hit copies only the
-// out-arguments. The address map is an open-addressing index over a vector
-// of entries: a walk through a whole library's code touches hundreds of
-// thousands of addresses, and a node per entry would cost a cache miss and
-// an allocation each.
+// no limit and no eviction between two clears. Fetches read the stored
+// record in place and deposits update it in place, so a hit copies only the
+// out-arguments (into strings whose capacity the caller keeps).
+//
+// Layout, for a walk through a whole library's code (hundreds of thousands
+// of addresses, mostly one after the other):
+// - The address index is a table of 256-address pages: an open-addressing
+//   index maps a page number to a page, and a page holds one 32-bit record
+//   number per address of it. The page of the last question is remembered,
+//   so neighbouring and repeated questions skip the page index.
+// - A record is small and fixed (the next address, the code's text and the
+//   bits of what is known); what fewer addresses get (previous address,
+//   source position, label, additional lines) sits in a second record that
+//   exists only when one of those is deposited.
+// - Texts live in one arena of large blocks, a byte per character when every
+//   character of the text fits in one, and are overwritten in place when a
+//   new answer is no longer than the old one.
 #pragma once
 
 #include <cstdint>
-#include <unordered_map>
+#include <memory>
 #include <vector>
 
 #include "foundation/Runtime.h"
@@ -122,23 +133,83 @@ public:
     // The view's setter clears when the flag becomes True; this only stores it.
     void SetDisableCaching(bool Value) { FDisableCaching = Value; }
 
-    size_t AddressCount() const { return FEntries.size(); }
-    size_t SourcePosCount() const { return FSourcePosCache.size(); }
+    size_t AddressCount() const { return FRecords.size(); }
+    size_t SourcePosCount() const { return FSourcePosEntries.size(); }
 
 private:
-    const TCacheEntry* Find(int64_t Address) const;
+    // Where one text is in the arena: block, byte offset, length in
+    // characters; the top bit of Length marks two bytes per character.
+    struct TTextRef {
+        uint32_t Block = 0;
+        uint32_t Offset = 0;
+        uint32_t Length = 0;
+    };
+    static constexpr uint32_t kWide = 0x80000000u;
+
+    // The fixed record of one address; Extra is 0 or 1 + an index into FExtras.
+    struct TRecord {
+        int64_t NextAddr = 0;
+        TTextRef AsmCode;
+        uint32_t Extra = 0;
+        TCachedValues CachedValues = 0;
+    };
+    struct TExtraRecord {
+        int64_t PrevAddr = 0;
+        int64_t SourcePosFirstStat = 0;
+        TCPUSourcePos SourcePos;
+        int32_t SourcePosLineSize = 0;
+        int32_t AddlAsmCount = 0;
+        TTextRef AddlAsmCode;
+        TTextRef LabelCode;
+    };
+
+    // The arena of texts: blocks that never move once made.
+    class TTextArena {
+    public:
+        // False if the text is too long to be kept (2^31 characters or more).
+        bool Store(TTextRef& Ref, const String& Text);
+        void Load(const TTextRef& Ref, String& Text) const;
+        void Clear();
+
+    private:
+        uint8_t* Reserve(size_t Bytes, TTextRef& Ref);
+        std::vector<std::unique_ptr<uint8_t[]>> FBlocks;
+        size_t FCurrent = SIZE_MAX;  // the block being filled
+        size_t FUsed = 0;
+    };
+
+    static constexpr int kPageBits = 8;
+    static constexpr int64_t kPageSize = int64_t(1) << kPageBits;
+
+    const TRecord* Find(int64_t Address) const;
+    const TExtraRecord* FindExtra(int64_t Address) const;
     const TSourcePosCacheEntry* Find(const TCPUSourcePos& SourcePos) const;
-    TCacheEntry* Slot(int64_t Address);
+    TRecord* Slot(int64_t Address);
+    TExtraRecord* ExtraSlot(int64_t Address, TCachedValue Value);
     TSourcePosCacheEntry* Slot(const TCPUSourcePos& SourcePos);
 
-    // FSlots[i] is 0 (free) or 1 + an index into FEntries; the capacity is a
-    // power of two, at most half full.
-    int32_t Lookup(int64_t Address) const;
-    void Grow();
-    std::vector<TCacheEntry> FEntries;
-    std::vector<int64_t> FKeys;
-    std::vector<uint32_t> FSlots;
-    std::unordered_map<TCPUSourcePos, TSourcePosCacheEntry, TCPUSourcePosHash> FSourcePosCache;
+    // -1 when the page has no slot yet.
+    int32_t FindPage(int64_t Page) const;
+    int32_t AddPage(int64_t Page);
+    void GrowPageIndex();
+    int32_t FindSourcePos(const TCPUSourcePos& SourcePos) const;
+    void GrowSourceIndex();
+
+    // FPageSlots[i] is 0 (free) or 1 + a page number; a power of two in
+    // size, at most half full. Page p owns FPageRecords[p << kPageBits ...],
+    // each 0 (no record) or 1 + an index into FRecords.
+    std::vector<int64_t> FPageKeys;
+    std::vector<uint32_t> FPageSlots;
+    std::vector<uint32_t> FPageRecords;
+    std::vector<TRecord> FRecords;
+    std::vector<TExtraRecord> FExtras;
+    TTextArena FTexts;
+    mutable int64_t FLastPageKey = 0;
+    mutable int32_t FLastPage = -1;
+    // The same open addressing for source positions over a vector of entries.
+    std::vector<TSourcePosCacheEntry> FSourcePosEntries;
+    std::vector<TCPUSourcePos> FSourcePosKeys;
+    std::vector<uint32_t> FSourcePosSlots;
     bool FDisableCaching = false;
 };
 

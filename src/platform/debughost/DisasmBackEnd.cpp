@@ -1,5 +1,6 @@
 #include "platform/debughost/DisasmBackEnd.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -18,6 +19,11 @@ struct LineBuffer {
     void Add(const char* Text) {
         while (*Text && Size < sizeof Data) Data[Size++] = *Text++;
     }
+    void Add(const std::string& Text) {
+        const size_t n = std::min(Text.size(), sizeof Data - Size);
+        std::memcpy(Data + Size, Text.data(), n);
+        Size += n;
+    }
     void Add(char C) {
         if (Size < sizeof Data) Data[Size++] = C;
     }
@@ -28,7 +34,11 @@ struct LineBuffer {
     void PadTo(size_t Column) {
         while (Size < Column && Size < sizeof Data) Data[Size++] = ' ';
     }
-    String Widen() const { return String(Data, Data + Size); }
+    // Into a string whose capacity is kept.
+    void WidenTo(String& Text) const {
+        Text.resize(Size);
+        for (size_t i = 0; i < Size; ++i) Text[i] = static_cast<unsigned char>(Data[i]);
+    }
 };
 
 }  // namespace
@@ -56,17 +66,34 @@ size_t TDisasmBackEnd::Read(uint64_t Address, uint8_t* Buffer, size_t Size) cons
 }
 
 std::string TDisasmBackEnd::SymbolName(uint64_t Address) const {
-    if (Address < FBias) return {};
+    LineBuffer line;
+    AddSymbolName(Address, line);
+    return std::string(line.Data, line.Size);
+}
+
+template <class Buffer>
+bool TDisasmBackEnd::AddSymbolName(uint64_t Address, Buffer& Line) const {
+    if (Address < FBias) return false;
     const TElfSymbol* s = FImage->SymbolContaining(Address - FBias);
-    if (!s) return {};
+    if (!s) return false;
+    Line.Add(s->Name);
     const uint64_t off = Address - FBias - s->Address;
-    if (off == 0) return s->Name;
-    char buf[24];
-    std::snprintf(buf, sizeof buf, "+0x%" PRIx64, off);
-    return s->Name + buf;
+    if (off != 0) {
+        Line.Add("+0x");
+        int digits = 1;
+        while (digits < 16 && (off >> (4 * digits)) != 0) ++digits;
+        Line.Hex(off, digits);
+    }
+    return true;
 }
 
 String TDisasmBackEnd::InstructionText(uint64_t& Address, bool Small) const {
+    String text;
+    InstructionText(Address, Small, text);
+    return text;
+}
+
+void TDisasmBackEnd::InstructionText(uint64_t& Address, bool Small, String& Text) const {
     uint8_t bytes[kMaxInsn];
     const size_t got = Read(Address, bytes, kMaxInsn);
     LineBuffer line;
@@ -75,30 +102,36 @@ String TDisasmBackEnd::InstructionText(uint64_t& Address, bool Small) const {
     if (got == 0) {
         line.Add(Small ? "<unreadable>" : "??                        <unreadable>");
         Address += 1;
-        return line.Widen();
+        line.WidenTo(Text);
+        return;
     }
-    const TDecodedInstruction d = FDecoder.Decode(Address, bytes, got);
+    // The bytes column is written after the decode, which gives the length;
+    // the instruction's text goes straight behind where that column ends.
+    const size_t bytesAt = line.Size;
+    const size_t textAt = Small ? bytesAt : bytesAt + 26;
+    TDecodedInstruction d;
+    const size_t n = FDecoder.DecodeTo(Address, bytes, got, d, line.Data + textAt, sizeof line.Data - textAt);
     if (!Small) {
-        const size_t column = line.Size + 26;
+        line.Size = bytesAt;
         const int shown = std::min(d.Length, 8);
         for (int i = 0; i < shown; ++i) {
             line.Hex(bytes[i], 2);
             line.Add(' ');
         }
         if (d.Length > shown) line.Add("..");
-        line.PadTo(column);
+        line.PadTo(textAt);
     }
-    line.Add(d.Text.c_str());
+    line.Size = textAt + n;
     if (d.HasTarget) {
-        const std::string name = SymbolName(d.Target);
-        if (!name.empty()) {
-            line.Add(" <");
-            line.Add(name.c_str());
+        const size_t before = line.Size;
+        line.Add(" <");
+        if (AddSymbolName(d.Target, line))
             line.Add('>');
-        }
+        else
+            line.Size = before;
     }
     Address += static_cast<uint64_t>(d.Length);
-    return line.Widen();
+    line.WidenTo(Text);
 }
 
 uint64_t TDisasmBackEnd::NextAddress(uint64_t Address) const {
@@ -163,7 +196,7 @@ void TDisasmBackEnd::Attach(TDisassemblerLogic& View) {
     View.SetAddressSize(as64);
     View.OnDisassemble = [this](TDisassemblerLogic* Sender, int64_t& A, String& Result, int32_t& Size) {
         uint64_t a = static_cast<uint64_t>(A);
-        Result = InstructionText(a, Sender->SmallDisplay());
+        InstructionText(a, Sender->SmallDisplay(), Result);
         Size = static_cast<int32_t>(a - static_cast<uint64_t>(A));
         A = static_cast<int64_t>(a);
     };

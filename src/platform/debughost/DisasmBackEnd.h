@@ -60,12 +60,16 @@ public:
     size_t Read(uint64_t Address, uint8_t* Buffer, size_t Size) const;
     // Text and next address of one instruction; the size is the cacheable one.
     String InstructionText(uint64_t& Address, bool Small) const;
+    // The same into Text, whose capacity is kept: no allocation per line.
+    void InstructionText(uint64_t& Address, bool Small, String& Text) const;
     uint64_t NextAddress(uint64_t Address) const;
     uint64_t PreviousAddress(uint64_t Address) const;
     std::string LabelAt(uint64_t Address) const;
 
 private:
     std::string SymbolName(uint64_t Address) const;  // "name" or "name+0x12"
+    template <class Buffer>
+    bool AddSymbolName(uint64_t Address, Buffer& Line) const;
 
     TDebugProcess* FProcess = nullptr;
     std::shared_ptr<TElfImage> FImage;

@@ -32,6 +32,11 @@ public:
     // which sits at Address in the program. With WantText False only the
     // length and the branch facts are filled.
     TDecodedInstruction Decode(uint64_t Address, const uint8_t* Bytes, size_t Size, bool WantText = true) const;
+    // The same without a string: the facts go to Facts (its Text untouched)
+    // and, when Text is given, the text into Text (TextSize bytes, NUL
+    // ended, "(bad)" when invalid). Answers the text's length.
+    size_t DecodeTo(uint64_t Address, const uint8_t* Bytes, size_t Size, TDecodedInstruction& Facts, char* Text,
+                    size_t TextSize) const;
     // Only the length; 0 if the bytes are no instruction.
     int Length(const uint8_t* Bytes, size_t Size) const;
 
