@@ -181,6 +181,7 @@ public:
     void ResizeList() {}
 
 protected:
+    struct TScratch;
     void Invalidate();
     void RecordLine(int Line, int64_t Address);
     void PaintGutter(TCanvas& Canvas, int64_t Address, const TRect& Rect, bool IsSourceOrLabel);
@@ -212,6 +213,12 @@ protected:
     TAddressSize FAddressSize = as32;
     bool FMouseDown = false;
     TDisassemblyCache FCache;
+    // Strings kept between lines so that painting a page allocates nothing;
+    // a hook that paints or copies again from inside a paint gets its own.
+    String FScratchLine;
+    String FScratchText;
+    bool FScratchLineInUse = false;
+    bool FScratchTextInUse = false;
 };
 
 }  // namespace ide

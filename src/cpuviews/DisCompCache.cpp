@@ -11,6 +11,33 @@ constexpr uint8_t Bit(unsigned V) { return static_cast<uint8_t>(1u << V); }
 constexpr size_t kArenaBlock = size_t(1) << 18;   // bytes of one shared text block
 constexpr size_t kOwnBlock = kArenaBlock / 4;      // a text this long gets a block of its own
 
+// Loops in blocks of 16 characters over unaliased pointers: the compiler
+// turns the fixed inner loops into vector instructions even at -O2.
+constexpr size_t kRun = 16;
+
+bool FitsInBytes(const char16_t* __restrict From, size_t N) {
+    char16_t any = 0;
+    size_t i = 0;
+    for (; i + kRun <= N; i += kRun)
+        for (size_t j = 0; j < kRun; ++j) any |= From[i + j];
+    for (; i < N; ++i) any |= From[i];
+    return any <= 0xFF;
+}
+
+void Narrow(const char16_t* __restrict From, uint8_t* __restrict To, size_t N) {
+    size_t i = 0;
+    for (; i + kRun <= N; i += kRun)
+        for (size_t j = 0; j < kRun; ++j) To[i + j] = static_cast<uint8_t>(From[i + j]);
+    for (; i < N; ++i) To[i] = static_cast<uint8_t>(From[i]);
+}
+
+void Widen(const uint8_t* __restrict From, char16_t* __restrict To, size_t N) {
+    size_t i = 0;
+    for (; i + kRun <= N; i += kRun)
+        for (size_t j = 0; j < kRun; ++j) To[i + j] = From[i + j];
+    for (; i < N; ++i) To[i] = From[i];
+}
+
 inline size_t HashPage(int64_t Page, size_t Mask) {
     uint64_t h = static_cast<uint64_t>(Page) * 0x9E3779B97F4A7C15ull;
     return static_cast<size_t>(h ^ (h >> 29)) & Mask;
@@ -42,9 +69,8 @@ uint8_t* TDisassemblyCache::TTextArena::Reserve(size_t Bytes, TTextRef& Ref) {
 bool TDisassemblyCache::TTextArena::Store(TTextRef& Ref, const String& Text) {
     const size_t n = Text.size();
     if (n >= kWide) return false;
-    char16_t any = 0;
-    for (char16_t c : Text) any |= c;
-    const bool wide = any > 0xFF;
+    const char16_t* from = Text.data();
+    const bool wide = !FitsInBytes(from, n);
     const size_t bytes = wide ? 2 * n : n;
     const size_t held = (Ref.Length & kWide) ? 2 * size_t(Ref.Length & ~kWide) : size_t(Ref.Length);
     uint8_t* to = nullptr;
@@ -55,9 +81,9 @@ bool TDisassemblyCache::TTextArena::Store(TTextRef& Ref, const String& Text) {
     else
         to = Reserve(bytes, Ref);
     if (wide)
-        std::memcpy(to, Text.data(), bytes);
+        std::memcpy(to, from, bytes);
     else
-        for (size_t i = 0; i < n; ++i) to[i] = static_cast<uint8_t>(Text[i]);
+        Narrow(from, to, n);
     Ref.Length = static_cast<uint32_t>(n) | (wide ? kWide : 0u);
     return true;
 }
@@ -70,7 +96,7 @@ void TDisassemblyCache::TTextArena::Load(const TTextRef& Ref, String& Text) cons
     if (Ref.Length & kWide)
         std::memcpy(Text.data(), from, 2 * n);
     else
-        for (size_t i = 0; i < n; ++i) Text[i] = from[i];
+        Widen(from, Text.data(), n);
 }
 
 void TDisassemblyCache::TTextArena::Clear() {
@@ -115,22 +141,25 @@ int32_t TDisassemblyCache::AddPage(int64_t Page) {
     while (FPageSlots[i] != 0) i = (i + 1) & mask;
     FPageKeys.push_back(Page);
     FPageSlots[i] = static_cast<uint32_t>(FPageKeys.size());
-    FPageRecords.resize(FPageRecords.size() + kPageSize, 0);
+    FPageRecords.Grow(kPageSize);
     FLastPageKey = Page;
     FLastPage = static_cast<int32_t>(FPageKeys.size() - 1);
     return FLastPage;
 }
 
 const TDisassemblyCache::TRecord* TDisassemblyCache::Find(int64_t Address) const {
+    if (FLastRecord && FLastAddress == Address) return FLastRecord;
     const int32_t page = FindPage(Address >> kPageBits);
     if (page < 0) return nullptr;
     const uint32_t record = FPageRecords[(size_t(page) << kPageBits) | size_t(Address & (kPageSize - 1))];
-    return record ? &FRecords[record - 1] : nullptr;
+    if (!record) return nullptr;
+    FLastAddress = Address;
+    FLastRecord = &FRecords[record - 1];  // records never move until Clear
+    return FLastRecord;
 }
 
-const TDisassemblyCache::TExtraRecord* TDisassemblyCache::FindExtra(int64_t Address) const {
-    const TRecord* r = Find(Address);
-    return r && r->Extra ? &FExtras[r->Extra - 1] : nullptr;
+const TDisassemblyCache::TExtraRecord* TDisassemblyCache::ExtraOf(const TRecord& R, TCachedValue V) const {
+    return (R.InExtra & Bit(V)) ? &FExtras[R.Extra - 1] : nullptr;
 }
 
 TDisassemblyCache::TRecord* TDisassemblyCache::Slot(int64_t Address) {
@@ -138,22 +167,16 @@ TDisassemblyCache::TRecord* TDisassemblyCache::Slot(int64_t Address) {
     int32_t page = FindPage(Address >> kPageBits);
     if (page < 0) page = AddPage(Address >> kPageBits);
     uint32_t& record = FPageRecords[(size_t(page) << kPageBits) | size_t(Address & (kPageSize - 1))];
-    if (record == 0) {
-        FRecords.emplace_back();
-        record = static_cast<uint32_t>(FRecords.size());
-    }
-    return &FRecords[record - 1];
+    if (record == 0) record = static_cast<uint32_t>(FRecords.Grow(1) + 1);
+    TRecord* r = &FRecords[record - 1];
+    FLastAddress = Address;
+    FLastRecord = r;
+    return r;
 }
 
-TDisassemblyCache::TExtraRecord* TDisassemblyCache::ExtraSlot(int64_t Address, TCachedValue Value) {
-    TRecord* r = Slot(Address);
-    if (!r) return nullptr;
-    if (r->Extra == 0) {
-        FExtras.emplace_back();
-        r->Extra = static_cast<uint32_t>(FExtras.size());
-    }
-    r->CachedValues |= Bit(Value);
-    return &FExtras[r->Extra - 1];
+TDisassemblyCache::TExtraRecord& TDisassemblyCache::ExtraOf(TRecord& R) {
+    if (R.Extra == 0) R.Extra = static_cast<uint32_t>(FExtras.Grow(1) + 1);
+    return FExtras[R.Extra - 1];
 }
 
 // ---------------------------------------------------------------------------
@@ -208,17 +231,18 @@ bool TDisassemblyCache::FetchCacheEntry(int64_t Address, TCacheEntry& Entry) con
     if (!r) return false;
     Entry.CachedValues = r->CachedValues;
     Entry.NextAddr = r->NextAddr;
+    Entry.PrevAddr = r->PrevAddr;
     FTexts.Load(r->AsmCode, Entry.AsmCode);
-    if (r->Extra) {
-        const TExtraRecord& x = FExtras[r->Extra - 1];
-        Entry.PrevAddr = x.PrevAddr;
-        FTexts.Load(x.AddlAsmCode, Entry.AddlAsmCode);
-        Entry.AddlAsmCount = x.AddlAsmCount;
-        Entry.SourcePos = x.SourcePos;
-        Entry.SourcePosFirstStat = x.SourcePosFirstStat;
-        Entry.SourcePosLineSize = x.SourcePosLineSize;
-        FTexts.Load(x.LabelCode, Entry.LabelCode);
+    if (const TExtraRecord* x = ExtraOf(*r, cvAddlAsm)) {
+        FTexts.Load(x->AddlAsmCode, Entry.AddlAsmCode);
+        Entry.AddlAsmCount = x->AddlAsmCount;
     }
+    if (const TExtraRecord* x = ExtraOf(*r, cvSourcePos)) {
+        Entry.SourcePos = x->SourcePos;
+        Entry.SourcePosFirstStat = x->SourcePosFirstStat;
+        Entry.SourcePosLineSize = x->SourcePosLineSize;
+    }
+    if (const TExtraRecord* x = ExtraOf(*r, cvLabel)) FTexts.Load(x->LabelCode, Entry.LabelCode);
     return true;
 }
 
@@ -249,7 +273,7 @@ bool TDisassemblyCache::FetchNextAddr(int64_t Address, int64_t& NextAddr) const 
 bool TDisassemblyCache::FetchPrevAddr(int64_t Address, int64_t& PrevAddr) const {
     const TRecord* r = Find(Address);
     if (!r || !(r->CachedValues & Bit(cvPrevAddr))) return false;
-    PrevAddr = FExtras[r->Extra - 1].PrevAddr;
+    PrevAddr = r->PrevAddr;
     return true;
 }
 
@@ -259,9 +283,13 @@ bool TDisassemblyCache::FetchAddlAsmCode(int64_t Address, String& AddlAsmCode, i
         AddlAsmCode.clear();
         return false;
     }
-    const TExtraRecord& x = FExtras[r->Extra - 1];
-    FTexts.Load(x.AddlAsmCode, AddlAsmCode);
-    AddlAsmCount = x.AddlAsmCount;
+    if (const TExtraRecord* x = ExtraOf(*r, cvAddlAsm)) {
+        FTexts.Load(x->AddlAsmCode, AddlAsmCode);
+        AddlAsmCount = x->AddlAsmCount;
+    } else {
+        AddlAsmCode.clear();
+        AddlAsmCount = 0;
+    }
     return true;
 }
 
@@ -269,10 +297,15 @@ bool TDisassemblyCache::FetchSourcePos(int64_t Address, TCPUSourcePos& SourcePos
                                        int32_t& LineSize) const {
     const TRecord* r = Find(Address);
     if (!r || !(r->CachedValues & Bit(cvSourcePos))) return false;
-    const TExtraRecord& x = FExtras[r->Extra - 1];
-    SourcePos = x.SourcePos;
-    FirstStat = x.SourcePosFirstStat;
-    LineSize = x.SourcePosLineSize;
+    if (const TExtraRecord* x = ExtraOf(*r, cvSourcePos)) {
+        SourcePos = x->SourcePos;
+        FirstStat = x->SourcePosFirstStat;
+        LineSize = x->SourcePosLineSize;
+    } else {
+        SourcePos = TCPUSourcePos{};
+        FirstStat = 0;
+        LineSize = 0;
+    }
     return true;
 }
 
@@ -282,7 +315,10 @@ bool TDisassemblyCache::FetchLabelCode(int64_t Address, String& LabelCode) const
         LabelCode.clear();
         return false;
     }
-    FTexts.Load(FExtras[r->Extra - 1].LabelCode, LabelCode);
+    if (const TExtraRecord* x = ExtraOf(*r, cvLabel))
+        FTexts.Load(x->LabelCode, LabelCode);
+    else
+        LabelCode.clear();
     return true;
 }
 
@@ -321,34 +357,52 @@ void TDisassemblyCache::DepositNextAddr(int64_t Address, int64_t NextAddr) {
 }
 
 void TDisassemblyCache::DepositPrevAddr(int64_t Address, int64_t PrevAddr) {
-    if (TExtraRecord* x = ExtraSlot(Address, cvPrevAddr)) x->PrevAddr = PrevAddr;
+    if (TRecord* r = Slot(Address)) {
+        r->CachedValues |= Bit(cvPrevAddr);
+        r->PrevAddr = PrevAddr;
+    }
 }
 
 void TDisassemblyCache::DepositAddlAsmCode(int64_t Address, const String& AddlAsmCode, int32_t AddlAsmCount) {
     TRecord* r = Slot(Address);
     if (!r) return;
-    TTextRef text = r->Extra ? FExtras[r->Extra - 1].AddlAsmCode : TTextRef{};
-    if (!FTexts.Store(text, AddlAsmCode)) return;
-    TExtraRecord* x = ExtraSlot(Address, cvAddlAsm);
-    x->AddlAsmCode = text;
-    x->AddlAsmCount = AddlAsmCount;
+    if (AddlAsmCode.empty() && AddlAsmCount == 0) {
+        r->InExtra &= static_cast<uint8_t>(~Bit(cvAddlAsm));
+    } else {
+        TExtraRecord& x = ExtraOf(*r);
+        if (!FTexts.Store(x.AddlAsmCode, AddlAsmCode)) return;
+        x.AddlAsmCount = AddlAsmCount;
+        r->InExtra |= Bit(cvAddlAsm);
+    }
+    r->CachedValues |= Bit(cvAddlAsm);
 }
 
 void TDisassemblyCache::DepositSourcePos(int64_t Address, const TCPUSourcePos& SourcePos, int64_t FirstStat,
                                          int32_t LineSize) {
-    if (TExtraRecord* x = ExtraSlot(Address, cvSourcePos)) {
-        x->SourcePos = SourcePos;
-        x->SourcePosFirstStat = FirstStat;
-        x->SourcePosLineSize = LineSize;
+    TRecord* r = Slot(Address);
+    if (!r) return;
+    if (SourcePos == TCPUSourcePos{} && FirstStat == 0 && LineSize == 0) {
+        r->InExtra &= static_cast<uint8_t>(~Bit(cvSourcePos));
+    } else {
+        TExtraRecord& x = ExtraOf(*r);
+        x.SourcePos = SourcePos;
+        x.SourcePosFirstStat = FirstStat;
+        x.SourcePosLineSize = LineSize;
+        r->InExtra |= Bit(cvSourcePos);
     }
+    r->CachedValues |= Bit(cvSourcePos);
 }
 
 void TDisassemblyCache::DepositLabelCode(int64_t Address, const String& LabelCode) {
     TRecord* r = Slot(Address);
     if (!r) return;
-    TTextRef text = r->Extra ? FExtras[r->Extra - 1].LabelCode : TTextRef{};
-    if (!FTexts.Store(text, LabelCode)) return;
-    ExtraSlot(Address, cvLabel)->LabelCode = text;
+    if (LabelCode.empty()) {
+        r->InExtra &= static_cast<uint8_t>(~Bit(cvLabel));
+    } else {
+        if (!FTexts.Store(ExtraOf(*r).LabelCode, LabelCode)) return;
+        r->InExtra |= Bit(cvLabel);
+    }
+    r->CachedValues |= Bit(cvLabel);
 }
 
 void TDisassemblyCache::DepositFileName(const TCPUSourcePos& SourcePos, const String& FileName) {
@@ -370,12 +424,14 @@ void TDisassemblyCache::Clear() {
     // Swapped with empty ones: the memory goes back too.
     std::vector<int64_t>().swap(FPageKeys);
     std::vector<uint32_t>().swap(FPageSlots);
-    std::vector<uint32_t>().swap(FPageRecords);
-    std::vector<TRecord>().swap(FRecords);
-    std::vector<TExtraRecord>().swap(FExtras);
+    FPageRecords.Clear();
+    FRecords.Clear();
+    FExtras.Clear();
     FTexts.Clear();
     FLastPage = -1;
     FLastPageKey = 0;
+    FLastRecord = nullptr;
+    FLastAddress = 0;
     std::vector<TSourcePosCacheEntry>().swap(FSourcePosEntries);
     std::vector<TCPUSourcePos>().swap(FSourcePosKeys);
     std::vector<uint32_t>().swap(FSourcePosSlots);

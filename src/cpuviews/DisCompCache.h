@@ -28,15 +28,16 @@
 //   index maps a page number to a page, and a page holds one 32-bit record
 //   number per address of it. The page of the last question is remembered,
 //   so neighbouring and repeated questions skip the page index.
-// - A record is small and fixed (the next address, the code's text and the
-//   bits of what is known); what fewer addresses get (previous address,
-//   source position, label, additional lines) sits in a second record that
-//   exists only when one of those is deposited.
+// - A record is small and fixed (next and previous address, the code's
+//   text and the bits of what is known). An empty answer (no label, no
+//   source line, no additional lines: what most addresses get) is a bit in
+//   it; answers with content sit in a second record that exists only then.
 // - Texts live in one arena of large blocks, a byte per character when every
 //   character of the text fits in one, and are overwritten in place when a
 //   new answer is no longer than the old one.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -146,15 +147,19 @@ private:
     };
     static constexpr uint32_t kWide = 0x80000000u;
 
-    // The fixed record of one address; Extra is 0 or 1 + an index into FExtras.
+    // The fixed record of one address. An empty answer (no label, no source
+    // line, no additional lines) is only a bit in it; the extra record holds
+    // the answers that have content (bit n of InExtra: value n is there).
+    // Extra is 0 or 1 + an index into FExtras.
     struct TRecord {
         int64_t NextAddr = 0;
+        int64_t PrevAddr = 0;
         TTextRef AsmCode;
         uint32_t Extra = 0;
         TCachedValues CachedValues = 0;
+        TCachedValues InExtra = 0;
     };
     struct TExtraRecord {
-        int64_t PrevAddr = 0;
         int64_t SourcePosFirstStat = 0;
         TCPUSourcePos SourcePos;
         int32_t SourcePosLineSize = 0;
@@ -178,14 +183,45 @@ private:
         size_t FUsed = 0;
     };
 
+    // A vector in blocks that never move: growing copies nothing, and only
+    // the memory used is touched.
+    template <class T, int Bits>
+    class TBlockVector {
+    public:
+        size_t size() const { return FSize; }
+        T& operator[](size_t I) { return FBlocks[I >> Bits][I & kMask]; }
+        const T& operator[](size_t I) const { return FBlocks[I >> Bits][I & kMask]; }
+        // Appends Count value-initialised elements; answers the first index.
+        size_t Grow(size_t Count) {
+            const size_t first = FSize;
+            while (Count > 0) {
+                if ((FSize & kMask) == 0) FBlocks.push_back(std::make_unique<T[]>(kMask + 1));
+                const size_t take = std::min(Count, kMask + 1 - (FSize & kMask));
+                FSize += take;
+                Count -= take;
+            }
+            return first;
+        }
+        void Clear() {
+            std::vector<std::unique_ptr<T[]>>().swap(FBlocks);
+            FSize = 0;
+        }
+
+    private:
+        static constexpr size_t kMask = (size_t(1) << Bits) - 1;
+        std::vector<std::unique_ptr<T[]>> FBlocks;
+        size_t FSize = 0;
+    };
+
     static constexpr int kPageBits = 8;
     static constexpr int64_t kPageSize = int64_t(1) << kPageBits;
 
     const TRecord* Find(int64_t Address) const;
-    const TExtraRecord* FindExtra(int64_t Address) const;
+    // The extra record of R when value V has content there, else null.
+    const TExtraRecord* ExtraOf(const TRecord& R, TCachedValue V) const;
     const TSourcePosCacheEntry* Find(const TCPUSourcePos& SourcePos) const;
     TRecord* Slot(int64_t Address);
-    TExtraRecord* ExtraSlot(int64_t Address, TCachedValue Value);
+    TExtraRecord& ExtraOf(TRecord& R);
     TSourcePosCacheEntry* Slot(const TCPUSourcePos& SourcePos);
 
     // -1 when the page has no slot yet.
@@ -200,12 +236,16 @@ private:
     // each 0 (no record) or 1 + an index into FRecords.
     std::vector<int64_t> FPageKeys;
     std::vector<uint32_t> FPageSlots;
-    std::vector<uint32_t> FPageRecords;
-    std::vector<TRecord> FRecords;
-    std::vector<TExtraRecord> FExtras;
+    TBlockVector<uint32_t, 16> FPageRecords;
+    TBlockVector<TRecord, 12> FRecords;
+    TBlockVector<TExtraRecord, 10> FExtras;
     TTextArena FTexts;
     mutable int64_t FLastPageKey = 0;
     mutable int32_t FLastPage = -1;
+    // The record of the last address asked for: one paint asks about the
+    // same address several times in a row (code, label, source, extra lines).
+    mutable int64_t FLastAddress = 0;
+    mutable const TRecord* FLastRecord = nullptr;
     // The same open addressing for source positions over a vector of entries.
     std::vector<TSourcePosCacheEntry> FSourcePosEntries;
     std::vector<TCPUSourcePos> FSourcePosKeys;

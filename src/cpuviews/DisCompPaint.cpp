@@ -20,6 +20,25 @@ String CutPath(const String& Name) {
 
 }  // namespace
 
+// One of the view's kept strings, or a string of its own when the kept ones
+// are in use further up the stack.
+struct TDisassemblerLogic::TScratch {
+    TScratch(String& Kept, bool& InUse) : FInUse(InUse), FOwn(InUse), Text(FOwn ? FLocal : Kept) {
+        FInUse = true;
+        Text.clear();
+    }
+    ~TScratch() {
+        if (!FOwn) FInUse = false;
+    }
+    TScratch(const TScratch&) = delete;
+    TScratch& operator=(const TScratch&) = delete;
+
+    bool& FInUse;
+    const bool FOwn;
+    String FLocal;
+    String& Text;
+};
+
 namespace {
 
 void SetColors(TCanvas& Canvas, TColor PenAndBrush, TColor FontColor) {
@@ -137,7 +156,8 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
     bool result = false;
     const int instructionLine = Line;
     if (!(Draw && Line >= FLineCount)) {
-        String lineText;
+        TScratch scratch(FScratchLine, FScratchLineInUse);
+        String& lineText = scratch.Text;
         DisassembleAt(Address, lineText);
         if (anyLine) Text += u"\r\n";
         anyLine = true;
@@ -170,9 +190,11 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
 
 void TDisassemblerLogic::Paint(TCanvas& Canvas) {
     int line = 0;
+    TScratch scratch(FScratchText, FScratchTextInUse);
+    String& text = scratch.Text;
     IterateAddrs(
         [&](int64_t& Address, TCPUSourcePos& SourcePos) {
-            String text;
+            text.clear();
             const bool drew = DrawLine(Address, line, SourcePos, true, text, &Canvas);
             if (line < FLineCount) FBottomAddress = Address;
             return drew && line < FLineCount;

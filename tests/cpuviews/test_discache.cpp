@@ -131,6 +131,119 @@ TEST(DisassemblyCache, ManyAddressesAgreeWithAPlainMapThroughGrowthAndClear) {
     }
 }
 
+TEST(DisassemblyCache, TextsRoundTripWhateverTheirCharactersAndLengths) {
+    TDisassemblyCache c;
+    const String latin = u"mov eax, 1 ; caf\u00e9";            // fits a byte a character
+    const String wide = u"call \u51fd\u6570 \U0001F600";      // does not, surrogates included
+    const String huge(200000, u'x');                           // larger than a shared block
+    c.DepositAsmCode(1, latin, 2);
+    c.DepositAsmCode(2, wide, 3);
+    c.DepositAsmCode(3, huge, 4);
+    c.DepositLabelCode(4, wide);
+    c.DepositAddlAsmCode(5, u"a\nb", 2);
+    String t;
+    int64_t n = 0;
+    ASSERT_TRUE(c.FetchAsmCode(1, t, n));
+    EXPECT_EQ(t, latin);
+    ASSERT_TRUE(c.FetchAsmCode(2, t, n));
+    EXPECT_EQ(t, wide);
+    ASSERT_TRUE(c.FetchAsmCode(3, t, n));
+    EXPECT_EQ(t, huge);
+    EXPECT_EQ(n, 4);
+    ASSERT_TRUE(c.FetchLabelCode(4, t));
+    EXPECT_EQ(t, wide);
+
+    // A new answer replaces the old one, shorter (in its room) or longer.
+    c.DepositAsmCode(1, u"nop", 5);
+    ASSERT_TRUE(c.FetchAsmCode(1, t, n));
+    EXPECT_EQ(t, u"nop");
+    EXPECT_EQ(n, 5);
+    c.DepositAsmCode(1, latin + latin, 6);
+    ASSERT_TRUE(c.FetchAsmCode(1, t, n));
+    EXPECT_EQ(t, latin + latin);
+    c.DepositAsmCode(2, u"", 3);
+    ASSERT_TRUE(c.FetchAsmCode(2, t, n));
+    EXPECT_TRUE(t.empty());
+    // Neighbours are untouched by the rewrites.
+    ASSERT_TRUE(c.FetchAsmCode(3, t, n));
+    EXPECT_EQ(t, huge);
+    int32_t count = 0;
+    ASSERT_TRUE(c.FetchAddlAsmCode(5, t, count));
+    EXPECT_EQ(t, u"a\nb");
+    EXPECT_EQ(count, 2);
+}
+
+TEST(DisassemblyCache, AnEmptyAnswerAfterOneWithContentReadsBackEmpty) {
+    TDisassemblyCache c;
+    c.DepositLabelCode(0x10, u"main");
+    c.DepositAddlAsmCode(0x10, u"; call f", 1);
+    c.DepositSourcePos(0x10, MakeCPUSourcePos(3, 7, 0), 0x0E, 4);
+    c.DepositLabelCode(0x10, u"");
+    c.DepositAddlAsmCode(0x10, u"", 0);
+    c.DepositSourcePos(0x10, TCPUSourcePos{}, 0, 0);
+    String text = u"x";
+    int32_t count = 9;
+    ASSERT_TRUE(c.FetchLabelCode(0x10, text));
+    EXPECT_TRUE(text.empty());
+    text = u"x";
+    ASSERT_TRUE(c.FetchAddlAsmCode(0x10, text, count));
+    EXPECT_TRUE(text.empty());
+    EXPECT_EQ(count, 0);
+    TCPUSourcePos pos = MakeCPUSourcePos(9, 9, 9);
+    int64_t first = 9;
+    int32_t size = 9;
+    ASSERT_TRUE(c.FetchSourcePos(0x10, pos, first, size));
+    EXPECT_EQ(pos, TCPUSourcePos{});
+    EXPECT_EQ(first, 0);
+    EXPECT_EQ(size, 0);
+    // And content again after the empty answer.
+    c.DepositLabelCode(0x10, u"start");
+    ASSERT_TRUE(c.FetchLabelCode(0x10, text));
+    EXPECT_EQ(text, u"start");
+    // An additional-lines count without text is content too.
+    c.DepositAddlAsmCode(0x20, u"", 3);
+    ASSERT_TRUE(c.FetchAddlAsmCode(0x20, text, count));
+    EXPECT_EQ(count, 3);
+
+    TDisassemblyCache::TCacheEntry e;
+    ASSERT_TRUE(c.FetchCacheEntry(0x10, e));
+    EXPECT_EQ(e.LabelCode, u"start");
+    EXPECT_EQ(e.AddlAsmCode, u"");
+    EXPECT_EQ(e.SourcePos, TCPUSourcePos{});
+    EXPECT_EQ(e.CachedValues, (1u << TDisassemblyCache::cvLabel) | (1u << TDisassemblyCache::cvAddlAsm) |
+                                  (1u << TDisassemblyCache::cvSourcePos));
+}
+
+TEST(DisassemblyCache, RepeatedQuestionsAboutOneAddressSeeItsLatestDeposits) {
+    // The last address asked about is remembered; deposits at it and at its
+    // neighbours, and a clear, must not leave that memory stale.
+    TDisassemblyCache c;
+    String t;
+    int64_t n = 0;
+    EXPECT_FALSE(c.FetchAsmCode(0x40, t, n));
+    c.DepositAsmCode(0x40, u"a", 0x41);
+    ASSERT_TRUE(c.FetchAsmCode(0x40, t, n));
+    c.DepositAsmCode(0x41, u"b", 0x42);  // another record in the same page
+    ASSERT_TRUE(c.FetchAsmCode(0x40, t, n));
+    EXPECT_EQ(t, u"a");
+    c.DepositAsmCode(0x40, u"c", 0x43);
+    ASSERT_TRUE(c.FetchAsmCode(0x40, t, n));
+    EXPECT_EQ(t, u"c");
+    EXPECT_EQ(n, 0x43);
+    c.Clear();
+    EXPECT_FALSE(c.FetchAsmCode(0x40, t, n));
+    c.DepositNextAddr(0x40, 1);
+    EXPECT_FALSE(c.FetchAsmCode(0x40, t, n));
+    // Pages far apart and negative addresses keep their own records.
+    c.DepositAsmCode(-1, u"neg", 0);
+    c.DepositAsmCode(0x7FFFFFFFFFFFFF00, u"high", 0);
+    ASSERT_TRUE(c.FetchAsmCode(-1, t, n));
+    EXPECT_EQ(t, u"neg");
+    ASSERT_TRUE(c.FetchAsmCode(0x7FFFFFFFFFFFFF00, t, n));
+    EXPECT_EQ(t, u"high");
+    EXPECT_FALSE(c.FetchAsmCode(0xFF, t, n));
+}
+
 struct ReadThrough : ::testing::Test {
     ScriptedHost host;
     TDisassemblerLogic view;

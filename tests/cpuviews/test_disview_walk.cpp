@@ -269,4 +269,26 @@ TEST_F(Walk, PaintColoursSelectionBreakpointsAndTheFocusRectangleByRange) {
     EXPECT_TRUE(canvas.FocusRects.empty());
 }
 
+TEST_F(Walk, AHookThatCopiesOrPaintsAgainInsideAPaintLeavesTheLinesIntact) {
+    // Painting keeps its line strings from one line to the next; a hook that
+    // copies or paints again from inside a paint sees the same lines, and
+    // the outer paint goes on unchanged.
+    view.SetTopAddress(At(0));
+    view.InternalSetSelectedAddress(At(3));
+    const Lines plain = Paint();
+    std::vector<String> copied;
+    int depth = 0;
+    view.OnPaintEndOfLine = [&](TDisassemblerLogic* Sender, int64_t, TCanvas&, const TRect&, bool) {
+        copied.push_back(Sender->GetSelectedText());
+        if (depth++ == 0) {
+            RecordingCanvas inner;
+            Sender->Paint(inner);
+            EXPECT_EQ(inner.Lines(), plain);
+        }
+    };
+    EXPECT_EQ(Paint(), plain);
+    ASSERT_EQ(copied.size(), 2 * plain.size());
+    for (const String& c : copied) EXPECT_EQ(c, u"insn_3");
+}
+
 }  // namespace

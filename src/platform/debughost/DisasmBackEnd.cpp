@@ -37,7 +37,14 @@ struct LineBuffer {
     // Into a string whose capacity is kept.
     void WidenTo(String& Text) const {
         Text.resize(Size);
-        for (size_t i = 0; i < Size; ++i) Text[i] = static_cast<unsigned char>(Data[i]);
+        Widen(reinterpret_cast<const unsigned char*>(Data), Text.data(), Size);
+    }
+    // Blocks of 16: the fixed inner loop becomes vector instructions.
+    static void Widen(const unsigned char* __restrict From, char16_t* __restrict To, size_t N) {
+        size_t i = 0;
+        for (; i + 16 <= N; i += 16)
+            for (size_t j = 0; j < 16; ++j) To[i + j] = From[i + j];
+        for (; i < N; ++i) To[i] = From[i];
     }
 };
 

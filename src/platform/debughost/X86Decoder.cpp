@@ -38,9 +38,13 @@ size_t TX86Decoder::DecodeTo(uint64_t Address, const uint8_t* Bytes, size_t Size
         Text[n] = 0;
         return n;
     };
+    // Only the operands the text shows are decoded: the hidden ones (the
+    // stack pointer of a push, the flags) are neither printed nor needed.
+    ZydisDecoderContext context;
     ZydisDecodedInstruction insn;
     ZydisDecodedOperand ops[ZYDIS_MAX_OPERAND_COUNT];
-    if (Size == 0 || !ZYAN_SUCCESS(ZydisDecoderDecodeFull(&FImpl->Decoder, Bytes, Size, &insn, ops)))
+    if (Size == 0 || !ZYAN_SUCCESS(ZydisDecoderDecodeInstruction(&FImpl->Decoder, &context, Bytes, Size, &insn)) ||
+        !ZYAN_SUCCESS(ZydisDecoderDecodeOperands(&FImpl->Decoder, &context, &insn, ops, insn.operand_count_visible)))
         return put("(bad)");
     Facts.Valid = true;
     Facts.Length = insn.length;

@@ -174,6 +174,72 @@ TEST(StaticImage, DisassemblesAFilesTextAndSaysWhatIsMissing) {
     }
 }
 
+TEST(StaticImage, LinesKeepTheirColumnsAndTheDecoderFitsAnyBuffer) {
+    auto image = TElfImage::Open(kDebuggee);
+    TDisasmBackEnd backEnd(image);
+    const uint64_t add = image->FindSymbol("add")->Address;
+    char address[20];
+    std::snprintf(address, sizeof address, "%016llx  ", static_cast<unsigned long long>(add));
+    uint64_t a = add;
+    String line = u"a longer line that was here before and must not show through";
+    backEnd.InstructionText(a, false, line);  // into a string that already holds text
+    EXPECT_EQ(Utf8(line), std::string(address) + "55                        push rbp");
+    EXPECT_EQ(a, add + 1);
+    a = add;
+    EXPECT_EQ(backEnd.InstructionText(a, true), Str(std::string(address) + "push rbp"));
+
+    // A call in main names its target; an address inside a function is
+    // named by the function and the offset in hexadecimal.
+    const TElfSymbol* main = image->FindSymbol("main");
+    bool sawCall = false;
+    for (uint64_t m = main->Address; m < main->Address + main->Size && !sawCall;) {
+        const String text = backEnd.InstructionText(m, false);
+        if (text.find(u"call ") != String::npos) {
+            sawCall = true;
+            EXPECT_TRUE(text.ends_with(u" <add>")) << Utf8(text);
+        }
+    }
+    EXPECT_TRUE(sawCall);
+    // Every "<name+0xoffset>" in the file's code is the branch target.
+    int named = 0;
+    for (uint64_t m = image->TextAddress(); m < image->TextEnd();) {
+        const std::string text = Utf8(backEnd.InstructionText(m, false));
+        const size_t open = text.find(" <");
+        const size_t plus = text.find("+0x", open);
+        if (open == std::string::npos || plus == std::string::npos) continue;
+        const uint64_t target = std::stoull(text.substr(text.rfind(' ', open - 1) + 1), nullptr, 16);
+        const TElfSymbol* s = image->FindSymbol(text.substr(open + 2, plus - open - 2));
+        ASSERT_NE(s, nullptr) << text;
+        EXPECT_EQ(text.substr(plus + 3, text.size() - plus - 4).find_first_not_of("0123456789abcdef"), std::string::npos)
+            << text;
+        EXPECT_EQ(s->Address + std::stoull(text.substr(plus + 3), nullptr, 16), target) << text;
+        ++named;
+    }
+    EXPECT_GT(named, 0);
+
+    TX86Decoder decoder;
+    const uint8_t jmpBack[] = {0xEB, 0xFE};  // jmp to itself
+    a = add + 4;
+    TDecodedInstruction facts;
+    char text[64];
+    ASSERT_GT(decoder.DecodeTo(a, jmpBack, sizeof jmpBack, facts, text, sizeof text), 0u);
+    EXPECT_TRUE(facts.HasTarget);
+    EXPECT_EQ(facts.Target, add + 4);
+    EXPECT_EQ(decoder.Decode(a, jmpBack, sizeof jmpBack).Text, std::string(text));
+    // Too small a buffer still gets a NUL-ended text, and no more than fits.
+    const uint8_t mov[] = {0x48, 0x89, 0xE5};
+    char tiny[4] = {'#', '#', '#', '#'};
+    const size_t n = decoder.DecodeTo(0x1000, mov, sizeof mov, facts, tiny, sizeof tiny);
+    EXPECT_LT(n, sizeof tiny);
+    EXPECT_EQ(tiny[n], 0);
+    EXPECT_TRUE(facts.Valid);
+    EXPECT_EQ(facts.Length, 3);
+    EXPECT_EQ(decoder.Decode(0x1000, mov, sizeof mov).Text, "mov rbp, rsp");
+    // Without a buffer only the facts are found.
+    EXPECT_EQ(decoder.DecodeTo(0x1000, mov, sizeof mov, facts, nullptr, 0), 0u);
+    EXPECT_EQ(facts.Length, 3);
+}
+
 TEST(StaticImage, GarbageCodeAndDamagedFilesGiveClearAnswers) {
     TX86Decoder decoder;
     const uint8_t bad[] = {0x06};  // no such instruction in 64-bit mode
