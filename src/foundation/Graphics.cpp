@@ -57,6 +57,29 @@ TRect IntersectRect(const TRect& A, const TRect& B) {
 
 TRect OffsetRect(const TRect& R, int DX, int DY) { return {R.Left + DX, R.Top + DY, R.Right + DX, R.Bottom + DY}; }
 
+int CodePointBoundary(const String& Text, int N) {
+    auto n = static_cast<size_t>(N);
+    if (N <= 0 || n >= Text.size()) return N;
+    bool lead = Text[n - 1] >= 0xD800 && Text[n - 1] <= 0xDBFF;
+    bool trail = Text[n] >= 0xDC00 && Text[n] <= 0xDFFF;
+    return lead && trail ? N - 1 : N;
+}
+
+int TCanvas::TextFitLength(const String& Text, int MaxWidth) {
+    int size = static_cast<int>(Text.size());
+    if (MaxWidth < 0 || size == 0) return 0;
+    // lo fits, hi does not (size + 1: nothing known to fail).
+    int lo = 0, hi = size + 1;
+    while (hi - lo > 1) {
+        int mid = lo + (hi - lo) / 2;
+        if (TextWidth(Text.substr(0, static_cast<size_t>(mid))) <= MaxWidth)
+            lo = mid;
+        else
+            hi = mid;
+    }
+    return CodePointBoundary(Text, lo);
+}
+
 // ------------------------------------------------------------------ font
 
 void TFont::Assign(const TFont& Source) {

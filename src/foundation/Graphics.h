@@ -148,6 +148,10 @@ constexpr TRectangle ToRectangle(const TRect& R) { return {R.Left, R.Top, R.Widt
 TRect IntersectRect(const TRect& A, const TRect& B);
 TRect OffsetRect(const TRect& R, int DX, int DY);
 
+// N, or N - 1 when the first N code units of Text end inside a surrogate
+// pair: a prefix of that length never splits a character.
+int CodePointBoundary(const String& Text, int N);
+
 // ------------------------------------------------------------------ font
 
 enum TFontStyle { fsBold, fsItalic, fsUnderline, fsStrikeOut };
@@ -257,6 +261,8 @@ struct IImageObject : virtual IInterface {
 // ---------------------------------------------------------------- canvas
 
 enum TBrushStyle { bsSolid, bsClear };
+// The border of a control: none, or a single (sunken) frame.
+enum TBorderStyle { bsNone, bsSingle };
 enum TPenStyle { psSolid, psDot, psClear };
 
 // The drawing surface painters work on. State (font, brush, pen, pen
@@ -317,6 +323,13 @@ public:
     virtual int TextMetricHeight() = 0;
     int TextWidth(const String& Text) { return TextExtent(Text).Width; }
     int TextHeight(const String& Text) { return TextExtent(Text).Height; }
+    // How many leading code units of Text fit into MaxWidth: the longest
+    // prefix whose TextWidth is at most MaxWidth (0 for a negative width),
+    // never ending inside a surrogate pair. Fitting text into a room asks
+    // this once rather than measuring prefix after prefix. This default
+    // searches by halves through TextWidth; a canvas answers faster when it
+    // can (it may assume that a longer prefix is never narrower).
+    virtual int TextFitLength(const String& Text, int MaxWidth);
 
     // The bitmap at (X, Y), leaving out its transparent colour when it is
     // Transparent.

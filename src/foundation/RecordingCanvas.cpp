@@ -1,5 +1,7 @@
 #include "foundation/RecordingCanvas.h"
 
+#include <algorithm>
+
 namespace ide {
 
 TCanvasOp TRecordingCanvas::Op(TCanvasOpKind Kind, const TRect& R) const {
@@ -53,6 +55,14 @@ TDimension TRecordingCanvas::TextExtent(const String& Text) {
     ++FMeasureCount;
     int perChar = FCharWidth + (Font().Style().Contains(fsBold) ? 1 : 0);
     return {static_cast<int>(Text.size()) * perChar, FLineHeight};
+}
+
+int TRecordingCanvas::TextFitLength(const String& Text, int MaxWidth) {
+    ++FMeasureCount;
+    if (MaxWidth < 0) return 0;
+    int perChar = FCharWidth + (Font().Style().Contains(fsBold) ? 1 : 0);
+    int n = perChar > 0 ? MaxWidth / perChar : static_cast<int>(Text.size());
+    return CodePointBoundary(Text, std::min(n, static_cast<int>(Text.size())));
 }
 
 void TRecordingCanvas::Draw(int X, int Y, const TBitmap& Bitmap) {

@@ -43,6 +43,8 @@ public:
     void TextRect(const TRect& Clip, int X, int Y, const String& Text) override;
     TDimension TextExtent(const String& Text) override;
     int TextMetricHeight() override { return FLineHeight; }
+    // By the fixed metrics, counted as one measurement.
+    int TextFitLength(const String& Text, int MaxWidth) override;
     void Draw(int X, int Y, const TBitmap& Bitmap) override;
     void BrushCopy(const TRect& Dest, const TBitmap& Bitmap, const TRect& Source, TColor TransparentColor) override;
 

@@ -3,6 +3,7 @@
 #include <QBitmap>
 #include <QGuiApplication>
 #include <QPixmap>
+#include <algorithm>
 #include <cstdlib>
 
 namespace ide {
@@ -190,6 +191,49 @@ TDimension TQtCanvas::TextExtent(const String& Text) {
 }
 
 int TQtCanvas::TextMetricHeight() { return Metrics().height(); }
+
+int TQtCanvas::TextFitLength(const String& Text, int MaxWidth) {
+    int size = static_cast<int>(Text.size());
+    if (MaxWidth < 0 || size == 0) return 0;
+    const QFontMetrics& fm = Metrics();
+    const auto* chars = reinterpret_cast<const QChar*>(Text.data());
+    auto fits = [&](int n) { return fm.horizontalAdvance(QString::fromRawData(chars, n)) <= MaxWidth; };
+    // lo fits, hi does not (size + 1: nothing known to fail).
+    int lo = 0, hi = size + 1;
+    int guess = std::clamp(MaxWidth / std::max(1, fm.averageCharWidth()), 1, size);
+    int step = std::max(1, guess / 4);
+    if (fits(guess)) {
+        lo = guess;
+        while (lo < size) {
+            int probe = std::min(size, lo + step);
+            if (!fits(probe)) {
+                hi = probe;
+                break;
+            }
+            lo = probe;
+            step *= 2;
+        }
+    } else {
+        hi = guess;
+        while (hi > 1) {
+            int probe = std::max(0, hi - step);
+            if (probe == 0 || fits(probe)) {
+                lo = probe;
+                break;
+            }
+            hi = probe;
+            step *= 2;
+        }
+    }
+    while (hi - lo > 1) {
+        int mid = lo + (hi - lo) / 2;
+        if (fits(mid))
+            lo = mid;
+        else
+            hi = mid;
+    }
+    return CodePointBoundary(Text, lo);
+}
 
 QPixmap TQtCanvas::Pixmap(const TBitmap& B, TColor Transparent) {
     for (auto& e : FCache)

@@ -65,6 +65,10 @@ public:
     void TextRect(const TRect& Clip, int X, int Y, const String& Text) override;
     TDimension TextExtent(const String& Text) override;
     int TextMetricHeight() override;
+    // Measures short prefixes only: it starts from the font's average
+    // character width, widens or narrows by growing steps, then halves; the
+    // text beyond the room is never shaped.
+    int TextFitLength(const String& Text, int MaxWidth) override;
     void Draw(int X, int Y, const TBitmap& Bitmap) override;
     void BrushCopy(const TRect& Dest, const TBitmap& Bitmap, const TRect& Source, TColor TransparentColor) override;
 

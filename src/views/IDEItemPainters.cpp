@@ -11,8 +11,6 @@ constexpr TAlignment kDefaultTextAlignment{aLeft, aMiddle};  // 33
 
 std::unique_ptr<TInsets> DefaultMargins() { return std::make_unique<TInsets>(1, 1, 1, 1); }
 
-bool IsTrailSurrogate(Char C) { return C >= 0xDC00 && C <= 0xDFFF; }
-bool IsLeadSurrogate(Char C) { return C >= 0xD800 && C <= 0xDBFF; }
 }  // namespace
 
 TTextMetricsRecord LastTextMetrics() { return gTextMetrics; }
@@ -89,12 +87,14 @@ void TTextItemPainter::Paint(const IntfRef<IInterface>& Data, TCanvas* G, const 
     }
     String text = GetText(Data);
     int lineHeight = G->TextMetricHeight();
-    int textWidth = text.empty() ? 0 : G->TextWidth(text);
+    // The text's width matters only to a centred or right-aligned text: a
+    // long text on the left is never measured whole.
+    auto textWidth = [&] { return text.empty() ? 0 : G->TextWidth(text); };
     int x, y;
     if (align.Contains(aCenter))
-        x = (R.Width - textWidth) / 2;  // ignores the margins; C++ division rounds toward zero
+        x = (R.Width - textWidth()) / 2;  // ignores the margins; C++ division rounds toward zero
     else if (align.Contains(aRight))
-        x = R.Width - textWidth - m.Right;
+        x = R.Width - textWidth() - m.Right;
     else
         x = m.Left;
     if (align.Contains(aMiddle))
@@ -124,36 +124,27 @@ void TTextItemPainter::Paint(const IntfRef<IInterface>& Data, TCanvas* G, const 
 
 String TClippedTextItemPainter::FitText(TCanvas* G, const String& Text, const TRectangle& R, int X) {
     static const String kEllipsis = u"...";
-    int right = R.Left + R.Width;
-    int start = X + R.Left;
-    if (Text.empty() || start + G->TextWidth(Text) <= right) return Text;
-    if (start + G->TextWidth(kEllipsis) > right) return kEllipsis;
-    // The cut points, end first: a surrogate pair is removed as one.
-    std::vector<size_t> cuts;  // prefix lengths, longest first, without Text itself
-    for (size_t n = Text.size(); n > 0;) {
-        n -= (n >= 2 && IsTrailSurrogate(Text[n - 1]) && IsLeadSurrogate(Text[n - 2])) ? 2 : 1;
-        cuts.push_back(n);
+    int room = R.Left + R.Width - (X + R.Left);  // to the right edge, no margin
+    int size = static_cast<int>(Text.size());
+    if (Text.empty() || G->TextFitLength(Text, room) == size) return Text;
+    int ellipsis = G->TextWidth(kEllipsis);
+    if (ellipsis > room) return kEllipsis;
+    // Removing characters one at a time from the end (a surrogate pair as
+    // one) stops at the longest prefix that fits with the stops after it.
+    // The canvas tells where the prefix alone fits beside the stops; the
+    // stops may sit a little closer or wider after it, so the candidate is
+    // measured with them and moved by whole characters until it is the
+    // longest that fits.
+    auto fits = [&](int n) { return G->TextWidth(Text.substr(0, static_cast<size_t>(n)) + kEllipsis) <= room; };
+    auto shorter = [&](int n) { return CodePointBoundary(Text, n - 1); };
+    auto longer = [&](int n) { return CodePointBoundary(Text, n + 1) == n + 1 ? n + 1 : n + 2; };
+    int n = G->TextFitLength(Text, room - ellipsis);
+    if (fits(n)) {
+        for (int next = longer(n); next < size && fits(next); next = longer(n)) n = next;
+    } else {
+        while (n > 0 && !fits(n)) n = shorter(n);
     }
-    auto fits = [&](size_t n) { return start + G->TextWidth(Text.substr(0, n) + kEllipsis) <= right; };
-    // Removing characters one at a time from the end stops at the longest
-    // prefix that fits. Widths grow with the prefix, so search for it by
-    // halves, then look a few cut points further for what kerning may allow.
-    size_t lo = 0, hi = cuts.size() - 1;  // cuts[hi] == 0 always fits ("..." fits)
-    if (!fits(cuts[hi])) return kEllipsis;
-    while (lo < hi) {
-        size_t mid = (lo + hi) / 2;
-        if (fits(cuts[mid]))
-            hi = mid;
-        else
-            lo = mid + 1;
-    }
-    size_t best = hi;
-    for (size_t k = hi >= 3 ? hi - 3 : 0; k < hi; ++k)
-        if (fits(cuts[k])) {
-            best = k;
-            break;
-        }
-    return Text.substr(0, cuts[best]) + kEllipsis;
+    return Text.substr(0, static_cast<size_t>(n)) + kEllipsis;
 }
 
 // ---------------------------------------------------------------- images

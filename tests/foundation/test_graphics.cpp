@@ -164,3 +164,44 @@ TEST(RecordingCanvas, RecordsStateAndAnswersWhichColourLandsWhere) {
     EXPECT_EQ(c.OpsOf(coLine).back().R, Rect(1, 2, 8, 2));
     EXPECT_EQ(c.TextLog(), "abcd");
 }
+
+namespace {
+// The recording metrics, answered by the canvas's general search instead
+// of the fixed-metrics shortcut.
+class TSearchingCanvas : public TRecordingCanvas {
+public:
+    int TextFitLength(const String& Text, int MaxWidth) override { return TCanvas::TextFitLength(Text, MaxWidth); }
+};
+}  // namespace
+
+TEST(TextFitLength, LongestPrefixWithinTheWidthNeverSplittingAPair) {
+    TRecordingCanvas fixed;
+    TSearchingCanvas search;
+    const String pair = u"ab\U0001F600cd";  // a, b, lead, trail, c, d
+    for (TCanvas* c : {static_cast<TCanvas*>(&fixed), static_cast<TCanvas*>(&search)}) {
+        EXPECT_EQ(c->TextFitLength(u"abcdef", 42), 6);  // exactly the width: all of it
+        EXPECT_EQ(c->TextFitLength(u"abcdef", 41), 5);
+        EXPECT_EQ(c->TextFitLength(u"abcdef", 6), 0);
+        EXPECT_EQ(c->TextFitLength(u"abcdef", -1), 0);
+        EXPECT_EQ(c->TextFitLength(u"", 100), 0);
+        EXPECT_EQ(c->TextFitLength(u"abc", 1000), 3);
+        EXPECT_EQ(c->TextFitLength(pair, 21), 2);  // three cells would end inside the pair
+        EXPECT_EQ(c->TextFitLength(pair, 28), 4);
+        c->Font().SetStyle({fsBold});  // eight pixels a cell
+        EXPECT_EQ(c->TextFitLength(u"abcdef", 41), 5);
+        EXPECT_EQ(c->TextFitLength(u"abcdef", 39), 4);
+        c->Font().SetStyle({});
+    }
+    // Every answer of the search agrees with the shortcut.
+    for (int w = -3; w < 60; ++w) EXPECT_EQ(search.TextFitLength(pair + u"xyz", w), fixed.TextFitLength(pair + u"xyz", w)) << w;
+}
+
+TEST(CodePointBoundary, StepsBackOnlyFromInsideAPair) {
+    const String s = u"a\U0001F600b";
+    EXPECT_EQ(CodePointBoundary(s, 0), 0);
+    EXPECT_EQ(CodePointBoundary(s, 1), 1);
+    EXPECT_EQ(CodePointBoundary(s, 2), 1);
+    EXPECT_EQ(CodePointBoundary(s, 3), 3);
+    EXPECT_EQ(CodePointBoundary(s, 4), 4);
+    EXPECT_EQ(CodePointBoundary(u"\xD800", 1), 1);  // a lone lead at the end is no pair
+}

@@ -132,6 +132,25 @@ private slots:
         m.SetBrushColor(clRed);
         m.FillRect(Rect(0, 0, 100, 100));  // drawing goes nowhere, harmlessly
     }
+
+    void fitLengthAgreesWithMeasuringEveryPrefix() {
+        TQtMeasuringCanvas m;
+        const std::vector<String> texts = {u"src/views/IDEItemPainters.cpp row 17", u"WWWWWWWWWWiiiiiiiiii",
+                                           u"iiiiiiiiiiWWWWWWWWWW", u"AVAST To Ta We Wa office", u"x",
+                                           u"ab\U0001F600\U0001F600cd mixed"};
+        for (int size : {7, 9, 14})
+            for (const String& t : texts) {
+                m.Font().SetSize(size);
+                int full = m.TextWidth(t);
+                for (int w = -1; w <= full + 3; w += 3) {
+                    int expected = 0;
+                    for (int n = 1; n <= static_cast<int>(t.size()); ++n)
+                        if (m.TextWidth(t.substr(0, static_cast<size_t>(n))) <= w) expected = n;
+                    expected = CodePointBoundary(t, expected);
+                    QCOMPARE(m.TextFitLength(t, w), expected);
+                }
+            }
+    }
 };
 
 QTEST_MAIN(QtCanvasTest)

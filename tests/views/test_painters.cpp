@@ -188,6 +188,59 @@ TEST(ClippedPainter, FitsWithThreeFullStopsOrBecomesThem) {
     EXPECT_EQ(paint(u"ab\U0001F600\U0001F600xy", 49), u"ab\U0001F600...");
 }
 
+namespace {
+// Fixed metrics with kerning: a full stop after a 'k' tucks in by 4 px, and
+// a 'w' before 'w' widens by 2 px, so a prefix's width plus the stops' is
+// not the width of both together.
+class TKerningCanvas : public TRecordingCanvas {
+public:
+    TDimension TextExtent(const String& Text) override {
+        TDimension d = TRecordingCanvas::TextExtent(Text);
+        for (size_t i = 1; i < Text.size(); ++i) {
+            if (Text[i] == u'.' && Text[i - 1] == u'k') d.Width -= 4;
+            if (Text[i] == u'w' && Text[i - 1] == u'w') d.Width += 2;
+        }
+        return d;
+    }
+    // The general search through the kerned widths.
+    int TextFitLength(const String& Text, int MaxWidth) override { return TCanvas::TextFitLength(Text, MaxWidth); }
+};
+
+// Removes code units from the end one at a time (a pair as one) and tries
+// the rest with the stops, until that fits.
+String FitOneAtATime(TCanvas& G, const String& Text, int Room) {
+    if (G.TextWidth(Text) <= Room) return Text;
+    if (G.TextWidth(u"...") > Room) return u"...";
+    size_t n = Text.size();
+    while (n > 0) {
+        n -= (n >= 2 && Text[n - 1] >= 0xDC00 && Text[n - 1] <= 0xDFFF && Text[n - 2] >= 0xD800 && Text[n - 2] <= 0xDBFF) ? 2 : 1;
+        if (G.TextWidth(Text.substr(0, n) + u"...") <= Room) break;
+    }
+    return Text.substr(0, n) + u"...";
+}
+}  // namespace
+
+TEST(ClippedPainter, FitsAsRemovingOneCharacterAtATimeWouldWhateverTheKerning) {
+    TKerningCanvas c;
+    auto p = Make<TClippedTextItemPainter>(TAlignment{aLeft, aTop}, std::make_unique<TInsets>(2, 0, 0, 0));
+    for (const String& s : {String(u"kkkkkkkkkk"), String(u"wwwwwwwwwwww"), String(u"abkkwwk\U0001F600kw\U0001F600ww"),
+                            String(u"plain text")})
+        for (int width = 0; width < 120; ++width) {
+            c.Clear();
+            p->Paint(Make<TTextObject>(s), &c, Rectangle(30, 0, width, 15), {}, nullptr);
+            ASSERT_EQ(c.OpsOf(coTextRect).back().Text, FitOneAtATime(c, s, width - 2)) << Utf8(s) << " in " << width;
+        }
+}
+
+TEST(ClippedPainter, ALongTextIsMeasuredAFewTimesNotOncePerCharacter) {
+    TRecordingCanvas c;
+    auto p = Make<TClippedTextItemPainter>();
+    String text(400, u'x');
+    p->Paint(Make<TTextObject>(text), &c, Rectangle(0, 0, 80, 15), {}, nullptr);
+    EXPECT_EQ(c.OpsOf(coTextRect).back().Text, String(8, u'x') + u"...");  // 1 + 56 + 21 px of 80
+    EXPECT_LE(c.MeasureCount(), 6);
+}
+
 TEST(ImagePainters, SizeLayoutAndStripsAroundThePicture) {
     TRecordingCanvas c;
     auto bmp = std::make_shared<TBitmap>(10, 6, clRed);
