@@ -103,6 +103,33 @@ private slots:
         QCOMPARE(field.textMargins().left(), 3);
     }
 
+    void scrollBoxBorderFramesTheViewportUnlessNone() {
+        TScrollPane pane;
+        pane.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        pane.setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        pane.resize(100, 80);
+        pane.SetContentSize(300, 200);
+        pane.show();
+        QCOMPARE(pane.GetBorderStyle(), bsSingle);
+        int frame = pane.frameWidth();
+        QVERIFY(frame > 0);
+        QCOMPARE(pane.GetViewportSize().Width, 100 - 2 * frame);
+        QCOMPARE(pane.horizontalScrollBar()->maximum(), 300 - (100 - 2 * frame));
+        // Without a border the viewport takes the whole box, and the scroll
+        // range follows at once.
+        pane.SetBorderStyle(bsNone);
+        QCOMPARE(pane.frameWidth(), 0);
+        QCOMPARE(pane.GetViewportSize().Width, 100);
+        QCOMPARE(pane.GetViewportSize().Height, 80);
+        QCOMPARE(pane.horizontalScrollBar()->maximum(), 200);
+        QCOMPARE(pane.verticalScrollBar()->maximum(), 120);
+        QCOMPARE(pane.verticalScrollBar()->pageStep(), 80);
+        pane.SetBorderStyle(bsSingle);
+        QCOMPARE(pane.frameWidth(), frame);
+        QCOMPARE(pane.GetViewportSize().Height, 80 - 2 * frame);
+        QCOMPARE(pane.verticalScrollBar()->maximum(), 200 - (80 - 2 * frame));
+    }
+
     void treeViewPaintsClicksAndLaysOutThroughTheLoop() {
         auto model = Make<TBasicTreeContainer>();
         auto root = model->SetRoot(Make<TTextObject>(u"root"));

@@ -157,9 +157,25 @@ bool TBeanPanel::event(QEvent* Event) {
     return QFrame::event(Event);
 }
 
+// ---------------------------------------------------------------- scroll box
+
+TScrollBox2::TScrollBox2(QWidget* Parent) : QAbstractScrollArea(Parent) { ApplyBorderStyle(); }
+TScrollBox2::~TScrollBox2() = default;
+
+void TScrollBox2::SetBorderStyle(TBorderStyle Value) {
+    if (Value == FBorderStyle) return;
+    FBorderStyle = Value;
+    ApplyBorderStyle();
+    BorderStyleChanged();
+}
+
+void TScrollBox2::ApplyBorderStyle() {
+    setFrameStyle(FBorderStyle == bsSingle ? QFrame::StyledPanel | QFrame::Sunken : QFrame::NoFrame);
+}
+
 // ---------------------------------------------------------------- scroll pane
 
-TScrollPane::TScrollPane(QWidget* Parent) : QAbstractScrollArea(Parent), FKomponent(this) {
+TScrollPane::TScrollPane(QWidget* Parent) : TScrollBox2(Parent), FKomponent(this) {
     SetEventSource(&FKomponent);
     FFocusAware = true;
     FFocusState = isInactive;
@@ -201,6 +217,8 @@ void TScrollPane::resizeEvent(QResizeEvent* Event) {
     QAbstractScrollArea::resizeEvent(Event);
     CallGuarded(this, [&] { UpdateBars(); });
 }
+
+void TScrollPane::BorderStyleChanged() { UpdateBars(); }
 
 bool TScrollPane::event(QEvent* Event) {
     // Input arrives at the viewport (viewportEvent); the pane itself reports

@@ -60,10 +60,30 @@ private:
     TContainer FKomponent;
 };
 
+// A scroll box with a border style: bsSingle (the default) draws a sunken
+// frame around the box, bsNone leaves it bare. The viewport is what the
+// frame leaves inside, so changing the style resizes it, and
+// BorderStyleChanged tells a descendant so.
+// Thread: UI thread only.
+class TScrollBox2 : public QAbstractScrollArea {
+public:
+    explicit TScrollBox2(QWidget* Parent = nullptr);
+    ~TScrollBox2() override;
+    TBorderStyle GetBorderStyle() const { return FBorderStyle; }
+    void SetBorderStyle(TBorderStyle Value);
+
+protected:
+    virtual void BorderStyleChanged() {}
+
+private:
+    void ApplyBorderStyle();
+    TBorderStyle FBorderStyle = bsSingle;
+};
+
 // A scroll box whose content is painted by its owner (the viewport is not
 // a child widget's), with insets and every kind of event on.
 // Thread: UI thread only.
-class TScrollPane : public QAbstractScrollArea, public TBeanPeer {
+class TScrollPane : public TScrollBox2, public TBeanPeer {
 public:
     explicit TScrollPane(QWidget* Parent = nullptr);
     ~TScrollPane() override;
@@ -84,6 +104,7 @@ protected:
     bool event(QEvent* Event) override;
     bool viewportEvent(QEvent* Event) override;
     void resizeEvent(QResizeEvent* Event) override;
+    void BorderStyleChanged() override;
     TDimension FContent;
 
 private:
