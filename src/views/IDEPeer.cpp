@@ -164,17 +164,22 @@ void TJPeer::ProcessMouseMotionEvent(const IntfRef<IMouseEvent>& E) {
 }
 
 void TJPeer::ProcessDragEvent(const IntfRef<IDragEvent>& E) {
-    static const TOnDragEvent TJPeer::*props[] = {&TJPeer::FOnDragEntered, &TJPeer::FOnDragExited,
-                                                  &TJPeer::FOnDragMoved,   &TJPeer::FOnDragDropped,
-                                                  &TJPeer::FOnDragCancelled, &TJPeer::FOnDragTargeted};
-    static void (IDragListener::*methods[])(const IntfRef<IDragEvent>&) = {
-        &IDragListener::DragEntered, &IDragListener::DragExited,    &IDragListener::DragMoved,
-        &IDragListener::DragDropped, &IDragListener::DragCancelled, &IDragListener::DragTargeted};
-    int k = E->GetID() - DRAG_ENTERED;
-    if (k < 0 || k > 5) return;
-    if (const auto& p = this->*props[k]) p(E);
+    // By id, the property and the listener operation of that kind of drag
+    // event (a switch: the sanitizer misreads tables of member pointers).
+    const TOnDragEvent* property;
+    void (IDragListener::*method)(const IntfRef<IDragEvent>&);
+    switch (E->GetID()) {
+        case DRAG_ENTERED: property = &FOnDragEntered, method = &IDragListener::DragEntered; break;
+        case DRAG_EXITED: property = &FOnDragExited, method = &IDragListener::DragExited; break;
+        case DRAG_MOVED: property = &FOnDragMoved, method = &IDragListener::DragMoved; break;
+        case DRAG_DROPPED: property = &FOnDragDropped, method = &IDragListener::DragDropped; break;
+        case DRAG_CANCELLED: property = &FOnDragCancelled, method = &IDragListener::DragCancelled; break;
+        case DRAG_TARGETED: property = &FOnDragTargeted, method = &IDragListener::DragTargeted; break;
+        default: return;
+    }
+    if (*property) (*property)(E);
     auto listeners = FDragListeners;  // the list of this dispatch
-    for (const auto& l : listeners) ((*l).*methods[k])(E);
+    for (const auto& l : listeners) ((*l).*method)(E);
 }
 
 // ---------------------------------------------------------------- bean

@@ -159,6 +159,7 @@ void TTreeView2::ClearCache() {
     FCache.clear();
     FCacheCount = 0;
     FRows.clear();
+    FRowBottoms.clear();
     FRowsValid = false;
 }
 
@@ -288,6 +289,7 @@ void TTreeView2::RecalcVisible1(bool DoLayout) {
     FLineCount = FCanvasWidth = FCanvasHeight = 0;
     FRepaintNodeTop = INT_MAX;
     FRows.clear();
+    FRowBottoms.clear();
     if (FModel && FInitialized) RecalcVisible2(FModel->GetRoot(), FTopMargin);
     FRowsValid = true;
     ReleaseSwept();
@@ -324,6 +326,7 @@ int TTreeView2::RecalcVisible2(const IntfRef<IGraphLocation>& First, int Y) {
             }
             FLastCalc = s;
             FRows.push_back(s);
+            FRowBottoms.push_back(Y + s->FItemRect.Height);
             int itemHeight = s->FItemRect.Height;
             if (hasChildren) {
                 if (s->FNodeFlags.Contains(nfNoBoxRect)) {
@@ -384,9 +387,14 @@ void TTreeView2::UpdateNodeRect(TNodeState* Node, TCanvas* G) {
     IntfRef<IInterface> data = FModel->Get(Node->FNode);
     auto painter = FViewManager->GetPainter(Node->FNode, data, state);
     if (!painter) return;
-    TDimension d = painter->GetPreferredSize(data, G, state, Retain<IItemPaintSite>(this));
-    Node->FItemRect.Width = d.Width;
-    Node->FItemRect.Height = d.Height;
+    SetItemSize(Node, painter->GetPreferredSize(data, G, state, Retain<IItemPaintSite>(this)));
+}
+
+void TTreeView2::SetItemSize(TNodeState* Node, TDimension Size) {
+    Node->FItemRect.Width = Size.Width;
+    Node->FItemRect.Height = Size.Height;
+    auto line = static_cast<size_t>(Node->FLineNumber);
+    if (FRowsValid && line < FRows.size() && FRows[line] == Node) FRowBottoms[line] = Node->FItemRect.Top + Size.Height;
 }
 
 void TTreeView2::UpdateNodeRects(TNodeState* Node, TCanvas* G) {
@@ -443,10 +451,8 @@ TNodeState* TTreeView2::HitTestY(int Y) {
         while (n && Y >= n->FItemRect.Top + n->FItemRect.Height) n = n->FNextVisible;
         if (n) return n;
     } else {
-        auto it = std::upper_bound(FRows.begin(), FRows.end(), Y, [](int y, TNodeState* s) {
-            return y < s->FItemRect.Top + s->FItemRect.Height;
-        });
-        if (it != FRows.end()) return *it;
+        auto it = std::upper_bound(FRowBottoms.begin(), FRowBottoms.end(), Y);
+        if (it != FRowBottoms.end()) return FRows[static_cast<size_t>(it - FRowBottoms.begin())];
     }
     return Y < FTopMargin + FCanvasHeight ? FFirstNode : FLastCalc;
 }

@@ -279,6 +279,8 @@ private:
     void PaintLines(TCanvas& G, TNodeState* Node);
     int BoxLeftOf(int Level) const;
     void Relayout();
+    // Stores a measured item size, keeping the index of row bottoms current.
+    void SetItemSize(TNodeState* Node, TDimension Size);
     TRect ToClient(const TRectangle& R);
 
     TViewHost* FHost;
@@ -305,6 +307,7 @@ private:
     TNodeState* FRootNode = nullptr;
     TNodeState* FLastCalc = nullptr;
     std::vector<TNodeState*> FRows;  // the rows of the last layout, by line
+    std::vector<int> FRowBottoms;    // their item bottoms, side by side: the lookup by Y reads only these
     bool FRowsValid = false;
     TTreeViewStyle FStyle = tvsPluses;
     int FCanvasWidth = 0, FCanvasHeight = 0;

@@ -89,9 +89,7 @@ void TTreeView2::PaintItem(TCanvas& G, TNodeState* Node) {
     auto painter = FViewManager->GetPainter(Node->FNode, data, state);
     if (!painter) return;
     auto site = Retain<IItemPaintSite>(this);
-    TDimension d = painter->GetPreferredSize(data, &G, state, site);
-    Node->FItemRect.Width = d.Width;
-    Node->FItemRect.Height = d.Height;
+    SetItemSize(Node, painter->GetPreferredSize(data, &G, state, site));
     G.SetBrushColor(FColor);
     painter->Paint(data, &G, Node->FItemRect, state, site);
 }

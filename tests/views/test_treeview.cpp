@@ -127,6 +127,20 @@ TEST(TreeHitTest, IndexedLookupAgreesWithTheWalkIncludingTheOddGapAnswer) {
     EXPECT_EQ(f.View->HitTest(38 + 1, 2), f.A);
     EXPECT_EQ(f.View->HitTest(19 + 5 + 1, 5), nullptr);  // the box is no item
     EXPECT_EQ(f.View->HitTest(2, 2), nullptr);  // left of the item
+    // A row measured again before the next layout: the lookup by Y sees its
+    // new bottom at once, as the walk does.
+    auto painter = Make<TFixedPainter>();
+    f.View->SetViewManager(Make<TBasicViewManager>(painter));
+    f.Pump();
+    int top = f.S(f.B)->FItemRect.Top;
+    EXPECT_EQ(f.View->HitTestY(top + 25), f.S(f.C));
+    painter->FSize.Height = 30;
+    f.Model->Touched(f.B);
+    EXPECT_TRUE(f.View->Mailbox().IsPending(DeferRecalcVisibleMsg));
+    EXPECT_EQ(f.View->HitTestY(top + 25), f.S(f.B));
+    f.Pump();
+    EXPECT_EQ(f.View->HitTestY(top + 25), f.S(f.B));
+    EXPECT_EQ(f.View->HitTestY(top + 33), f.S(f.C));  // after the gap of 3
 }
 
 TEST(TreeExpansion, EventsFireAheadOfTheChangeAndCollapsingKeepsStates) {
@@ -246,6 +260,10 @@ TEST(TreeModelEvents, InsertsRemovalsAndEventsForRowsNotShown) {
     EXPECT_EQ(g.View->GetSubfocus(), nullptr);
     EXPECT_TRUE(g.Rows().empty());
     EXPECT_EQ(g.View->GetPreferredSize().Height, g.View->TopMargin());
+    // Removed subtrees keep their children for a caller who adds them again;
+    // dropping them is the caller's unlink.
+    LinkedNodeOf(f.A)->UnlinkSubtree();
+    LinkedNodeOf(g.A)->UnlinkSubtree();
 }
 
 TEST(TreeModelEvents, ABatchBecomesOneStructureEventAndAReplacedModelDropsItsPendingWork) {
