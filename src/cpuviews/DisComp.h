@@ -182,6 +182,8 @@ public:
 
 protected:
     struct TScratch;
+    // DrawLine, collecting the text only when Text is given.
+    bool DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String* Text, TCanvas* Canvas);
     void Invalidate();
     void RecordLine(int Line, int64_t Address);
     void PaintGutter(TCanvas& Canvas, int64_t Address, const TRect& Rect, bool IsSourceOrLabel);
@@ -213,12 +215,11 @@ protected:
     TAddressSize FAddressSize = as32;
     bool FMouseDown = false;
     TDisassemblyCache FCache;
-    // Strings kept between lines so that painting a page allocates nothing;
-    // a hook that paints or copies again from inside a paint gets its own.
+    // The line string kept between lines so that painting a page allocates
+    // nothing; a hook that paints or copies again from inside a paint gets
+    // its own.
     String FScratchLine;
-    String FScratchText;
     bool FScratchLineInUse = false;
-    bool FScratchTextInUse = false;
 };
 
 }  // namespace ide

@@ -65,6 +65,11 @@ void TDisassemblerLogic::PaintGutter(TCanvas& Canvas, int64_t Address, const TRe
 
 bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String& Text,
                                   TCanvas* Canvas) {
+    return DrawLineTo(Address, Line, SourcePos, Draw, &Text, Canvas);
+}
+
+bool TDisassemblerLogic::DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String* Text,
+                                    TCanvas* Canvas) {
     Draw = Draw && Canvas;
     const int firstLine = Line;
     const int64_t lineAddress = Address;
@@ -73,7 +78,7 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
     // the horizontal scroll.
     const int dx = -FLeftCol;
     const int right = FClientWidth + FLeftCol + dx;
-    bool anyLine = !Text.empty();
+    bool anyLine = Text && !Text->empty();
 
     if (Draw) {
         if (AddressIsSelected(Address)) {
@@ -91,10 +96,14 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
         }
     }
 
-    auto emit = [&](const String& LineText) {
-        if (anyLine) Text += u"\r\n";
+    auto addText = [&](const String& LineText) {
+        if (!Text) return;
+        if (anyLine) *Text += u"\r\n";
         anyLine = true;
-        Text += LineText;
+        *Text += LineText;
+    };
+    auto emit = [&](const String& LineText) {
+        addText(LineText);
         if (Draw) {
             const int top = Line * lh;
             Canvas->TextRect(Rect(FLeftGutterWidth + dx, top, right, top + lh), FLeftGutterWidth + 3 + dx, top, LineText);
@@ -159,9 +168,7 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
         TScratch scratch(FScratchLine, FScratchLineInUse);
         String& lineText = scratch.Text;
         DisassembleAt(Address, lineText);
-        if (anyLine) Text += u"\r\n";
-        anyLine = true;
-        Text += lineText;
+        addText(lineText);
         if (Draw) {
             const int top = Line * lh;
             Canvas->TextRect(Rect(FLeftGutterWidth + dx, top, right, top + lh), FLeftGutterWidth + 3 + dx, top, lineText);
@@ -190,12 +197,10 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
 
 void TDisassemblerLogic::Paint(TCanvas& Canvas) {
     int line = 0;
-    TScratch scratch(FScratchText, FScratchTextInUse);
-    String& text = scratch.Text;
     IterateAddrs(
         [&](int64_t& Address, TCPUSourcePos& SourcePos) {
-            text.clear();
-            const bool drew = DrawLine(Address, line, SourcePos, true, text, &Canvas);
+            // The lines' text is not collected: nothing reads it.
+            const bool drew = DrawLineTo(Address, line, SourcePos, true, nullptr, &Canvas);
             if (line < FLineCount) FBottomAddress = Address;
             return drew && line < FLineCount;
         },
