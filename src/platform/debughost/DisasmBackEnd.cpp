@@ -29,10 +29,25 @@ struct LineBuffer {
     }
     void Hex(uint64_t Value, int Digits) {
         static const char hex[] = "0123456789abcdef";
-        for (int i = Digits - 1; i >= 0; --i) Add(hex[(Value >> (4 * i)) & 15]);
+        if (Digits < 0 || Size + size_t(Digits) > sizeof Data) {
+            for (int i = Digits - 1; i >= 0; --i) Add(hex[(Value >> (4 * i)) & 15]);
+            return;
+        }
+        for (int i = Digits - 1; i >= 0; --i, Value >>= 4) Data[Size + size_t(i)] = hex[Value & 15];
+        Size += size_t(Digits);
+    }
+    // A byte as two digits and a space; the caller has made room.
+    void HexByteAndSpace(uint8_t Value) {
+        static const char hex[] = "0123456789abcdef";
+        Data[Size] = hex[Value >> 4];
+        Data[Size + 1] = hex[Value & 15];
+        Data[Size + 2] = ' ';
+        Size += 3;
     }
     void PadTo(size_t Column) {
-        while (Size < Column && Size < sizeof Data) Data[Size++] = ' ';
+        const size_t end = std::min(Column, sizeof Data);
+        if (Size < end) std::memset(Data + Size, ' ', end - Size);
+        Size = std::max(Size, end);
     }
     // Into a string whose capacity is kept.
     void WidenTo(String& Text) const {
@@ -120,11 +135,8 @@ void TDisasmBackEnd::InstructionText(uint64_t& Address, bool Small, String& Text
     const size_t n = FDecoder.DecodeTo(Address, bytes, got, d, line.Data + textAt, sizeof line.Data - textAt);
     if (!Small) {
         line.Size = bytesAt;
-        const int shown = std::min(d.Length, 8);
-        for (int i = 0; i < shown; ++i) {
-            line.Hex(bytes[i], 2);
-            line.Add(' ');
-        }
+        const int shown = std::min(d.Length, 8);  // 24 columns of the 26 at most
+        for (int i = 0; i < shown; ++i) line.HexByteAndSpace(bytes[i]);
         if (d.Length > shown) line.Add("..");
         line.PadTo(textAt);
     }
