@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -64,6 +65,7 @@ std::string TDebugProcess::StatusText() const {
 }
 
 TProcessState TDebugProcess::Wait() {
+    DropCachedPages();  // the program ran: its memory may have changed
     int status = 0;
     for (;;) {
         if (::waitpid(FPid, &status, 0) < 0) {
@@ -99,6 +101,7 @@ TProcessState TDebugProcess::Wait() {
 }
 
 void TDebugProcess::PokeByte(uint64_t Address, uint8_t Value) {
+    DropCachedPages();
     const uint64_t aligned = Address & ~uint64_t(7);
     errno = 0;
     long word = ::ptrace(PTRACE_PEEKTEXT, FPid, reinterpret_cast<void*>(aligned), nullptr);
@@ -193,21 +196,39 @@ void TDebugProcess::Kill() {
     Wait();
 }
 
+const TDebugProcess::TCachedPage& TDebugProcess::PageAt(uint64_t Page) const {
+    if (FPages.empty()) FPages.resize(kCachedPages);
+    TCachedPage& p = FPages[(Page / kPageSize) % kCachedPages];
+    if (p.Page != Page) {
+        // A whole page in one read: a page is mapped or not as a whole.
+        const ssize_t got = ::pread(FMemFd, p.Bytes, kPageSize, static_cast<off_t>(Page));
+        p.Page = Page;
+        p.Valid = got > 0 ? static_cast<uint32_t>(got) : 0;
+    }
+    return p;
+}
+
+void TDebugProcess::DropCachedPages() {
+    for (TCachedPage& p : FPages) p.Page = kNoPage;
+}
+
 size_t TDebugProcess::ReadMemory(uint64_t Address, void* Buffer, size_t Size) const {
     if (!Stopped() || FMemFd < 0 || Size == 0) return 0;
-    if (Address > uint64_t(LLONG_MAX)) return 0;  // beyond any offset the file takes
+    if (Address > uint64_t(LLONG_MAX) - kPageSize) return 0;  // beyond any offset the file takes
     auto* out = static_cast<uint8_t*>(Buffer);
     size_t done = 0;
     while (done < Size) {
         // Page by page, so that a read running into an unmapped page keeps
         // the part before it.
         const uint64_t at = Address + done;
-        const size_t inPage = 4096 - static_cast<size_t>(at & 4095);
-        const size_t want = std::min(Size - done, inPage);
-        const ssize_t got = ::pread(FMemFd, out + done, want, static_cast<off_t>(at));
-        if (got <= 0) break;
-        done += static_cast<size_t>(got);
-        if (static_cast<size_t>(got) < want) break;
+        const size_t offset = static_cast<size_t>(at % kPageSize);
+        const TCachedPage& page = PageAt(at - offset);
+        if (offset >= page.Valid) break;
+        const size_t n = std::min(Size - done, page.Valid - offset);
+        std::memcpy(out + done, page.Bytes + offset, n);
+        done += n;
+        if (page.Valid < kPageSize) break;
+        if (at - offset > uint64_t(LLONG_MAX) - 2 * kPageSize) break;
     }
     // Show the program's own code under the breakpoints.
     for (auto it = FBreakpoints.lower_bound(Address); it != FBreakpoints.end() && it->first < Address + done; ++it)

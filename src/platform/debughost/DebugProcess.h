@@ -85,6 +85,17 @@ public:
     const std::string& Path() const { return FPath; }
 
 private:
+    static constexpr size_t kPageSize = 4096;
+    static constexpr size_t kCachedPages = 16;
+    static constexpr uint64_t kNoPage = ~uint64_t(0);
+    struct TCachedPage {
+        uint64_t Page = kNoPage;
+        uint32_t Valid = 0;  // bytes readable from the page's start
+        uint8_t Bytes[kPageSize];
+    };
+    const TCachedPage& PageAt(uint64_t Page) const;
+    void DropCachedPages();
+
     TProcessState Wait();
     void PokeByte(uint64_t Address, uint8_t Value);
     bool StepOverBreakpoint();
@@ -96,6 +107,7 @@ private:
     int FTermSignal = 0;
     std::string FPath;
     std::map<uint64_t, uint8_t> FBreakpoints;  // address -> original byte
+    mutable std::vector<TCachedPage> FPages;   // by page number, modulo their count
 };
 
 }  // namespace ide

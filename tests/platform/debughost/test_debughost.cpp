@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -115,6 +116,49 @@ TEST_F(StoppedAtAdd, SteppingFollowsTheDecodedStreamAndTheLoopHitsTheBreakpointA
     EXPECT_FALSE(view.IsBreakpoint(static_cast<int64_t>(addLine)));
     EXPECT_EQ(process.Step(), psExited);
     EXPECT_EQ(process.InstructionPointer(), 0u);
+}
+
+TEST_F(StoppedAtAdd, MemoryReadsSeeWhatTheProgramAndTheBreakpointsWroteSince) {
+    // add(0, 1): "int c = a + b;" stores 1 into c. Pages read before a step
+    // must not answer after it.
+    user_regs_struct regs{};
+    ASSERT_TRUE(process.GetRegisters(regs));
+    const uint64_t c = regs.rbp - 4;  // -O0 keeps c in the frame, the first local
+    int32_t before = 0;
+    ASSERT_EQ(process.ReadMemory(c, &before, sizeof before), sizeof before);
+    const TLineRange* line = image->LineAt(addLine - backEnd->Bias());
+    ASSERT_NE(line, nullptr);
+    for (int i = 0; i < 20 && process.InstructionPointer() < line->End + backEnd->Bias(); ++i)
+        ASSERT_EQ(process.Step(), psStopped);
+    int32_t after = 0;
+    ASSERT_EQ(process.ReadMemory(c, &after, sizeof after), sizeof after);
+    EXPECT_EQ(after, 1) << "before the line: " << before;
+
+    // A removed breakpoint shows the code byte that was put back, not the
+    // int3 of a page read while it was set.
+    uint8_t first = 0;
+    const uint64_t add = backEnd->ToProgram(image->FindSymbol("add")->Address);
+    process.SetBreakpoint(add);
+    ASSERT_EQ(process.Step(), psStopped);  // the page is read again with the int3 in it
+    ASSERT_EQ(process.ReadMemory(add, &first, 1), 1u);
+    EXPECT_EQ(first, 0x55);  // push rbp, under the int3
+    process.RemoveBreakpoint(add);
+    ASSERT_EQ(process.ReadMemory(add, &first, 1), 1u);
+    EXPECT_EQ(first, 0x55);
+    // A read across a page boundary of the stack comes back whole, and as
+    // the two halves read apart.
+    uint64_t stackEnd = 0;
+    for (const TMemoryRegion& r : process.Maps())
+        if (r.Start <= regs.rsp && regs.rsp < r.End) stackEnd = r.End;
+    const uint64_t boundary = (regs.rsp | 4095) + 1;
+    if (boundary + 32 <= stackEnd) {
+        uint8_t whole[64], low[32], high[32];
+        EXPECT_EQ(process.ReadMemory(boundary - 32, whole, sizeof whole), sizeof whole);
+        ASSERT_EQ(process.ReadMemory(boundary - 32, low, sizeof low), sizeof low);
+        ASSERT_EQ(process.ReadMemory(boundary, high, sizeof high), sizeof high);
+        EXPECT_EQ(std::memcmp(whole, low, 32), 0);
+        EXPECT_EQ(std::memcmp(whole + 32, high, 32), 0);
+    }
 }
 
 TEST_F(StoppedAtAdd, UnreadableMemoryAndAKilledProgramGiveDefinedLines) {
