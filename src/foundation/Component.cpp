@@ -90,11 +90,16 @@ void TComponent::SetDesigning(bool Value) {
 void TComponent::Insert(TComponent* c) {
     FComponents.push_back(c);
     c->FOwner = this;
+    ++FComponentsVersion;
 }
 
 void TComponent::Remove(TComponent* c) {
     c->FOwner = nullptr;
-    FComponents.erase(std::remove(FComponents.begin(), FComponents.end(), c), FComponents.end());
+    // Components are mostly removed last first (DestroyComponents, an owner
+    // freeing its newest child): look from the back.
+    auto it = std::find(FComponents.rbegin(), FComponents.rend(), c);
+    if (it != FComponents.rend()) FComponents.erase(std::next(it).base());
+    ++FComponentsVersion;
 }
 
 void TComponent::InsertComponent(TComponent* c) {
@@ -144,10 +149,15 @@ void TComponent::RemoveFreeNotification(TComponent* c) {
 
 void TComponent::Notification(TComponent* c, TOperation op) {
     if (op == opRemove && c) RemoveFreeNotification(c);
-    // A copy: a handler may free or move components of this one.
-    std::vector<TComponent*> owned = FComponents;
+    // A copy: a handler may free or move components of this one. Only once
+    // the list has changed is each one looked up before it is told (a freed
+    // one must not be reached); otherwise telling n children costs n calls.
+    if (FComponents.empty()) return;
+    const std::vector<TComponent*> owned = FComponents;
+    const uint64_t version = FComponentsVersion;
     for (TComponent* o : owned)
-        if (std::find(FComponents.begin(), FComponents.end(), o) != FComponents.end()) o->Notification(c, op);
+        if (version == FComponentsVersion || std::find(FComponents.begin(), FComponents.end(), o) != FComponents.end())
+            o->Notification(c, op);
 }
 
 void TComponent::BeginLoading() {

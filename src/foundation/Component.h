@@ -131,6 +131,8 @@ private:
     TComponent* FOwner = nullptr;
     String FName;
     std::vector<TComponent*> FComponents;
+    // Counts changes of FComponents, so a walk can tell whether it moved.
+    uint64_t FComponentsVersion = 0;
     std::vector<TComponent*> FFreeNotifies;
     TComponentState FComponentState = 0;
 };

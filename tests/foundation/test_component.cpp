@@ -3,6 +3,8 @@
 // designing states travel down the tree.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "foundation/Component.h"
 
 using namespace ide;
@@ -58,6 +60,59 @@ TEST(Component, DeletingAChildRemovesItFromItsOwner) {
     EXPECT_EQ(root.GetComponent(0), b);
     EXPECT_EQ(log, "~a r-# b-# ");  // the owner and its tree hear of it
     EXPECT_THROW(root.GetComponent(1), EListError);
+}
+
+TEST(Component, EveryChildHearsEachChangeOnceAmongMany) {
+    // Counts what it hears; a large family must not make the owner's walk
+    // skip or repeat anyone.
+    struct Counter : TComponent {
+        using TComponent::TComponent;
+        void Notification(TComponent* c, TOperation op) override {
+            ++(op == opInsert ? Inserts : Removes);
+            TComponent::Notification(c, op);
+        }
+        int Inserts = 0, Removes = 0;
+    };
+    TComponent owner(nullptr);
+    std::vector<Counter*> kids;
+    for (int i = 0; i < 300; ++i) kids.push_back(new Counter(&owner));
+    // Child k was there for the inserts of its 299 - k younger siblings (its
+    // own comes while it is still a plain component).
+    for (int k = 0; k < 300; ++k) EXPECT_EQ(kids[static_cast<size_t>(k)]->Inserts, 299 - k) << k;
+    delete kids[10];
+    EXPECT_EQ(owner.GetComponentCount(), 299);
+    EXPECT_EQ(kids[0]->Removes, 1);
+    EXPECT_EQ(kids[299]->Removes, 1);
+    EXPECT_EQ(owner.GetComponent(10), kids[11]);
+}
+
+TEST(Component, AChildFreedWhileTheOwnerTellsItsChildrenIsNotReached) {
+    // The first child frees its younger sibling when it hears of a new
+    // component; the walk over the children must not reach the freed one,
+    // and still tell the ones after it.
+    std::string log;
+    struct Killer : Probe {
+        using Probe::Probe;
+        void Notification(TComponent* c, TOperation op) override {
+            if (op == opInsert && Victim) {
+                TComponent* v = Victim;
+                Victim = nullptr;
+                delete v;
+            }
+            Probe::Notification(c, op);
+        }
+        TComponent* Victim = nullptr;
+    };
+    Probe root(nullptr, "r", log);
+    auto* killer = new Killer(&root, "k", log);
+    auto* victim = new Probe(&root, "v", log);
+    new Probe(&root, "w", log);
+    killer->Victim = victim;
+    log.clear();
+    new Probe(&root, "n", log);
+    // (n itself is still a plain component while it is being inserted.)
+    EXPECT_EQ(log, "r+# ~v r-# k-# w-# k+# w+# ");
+    EXPECT_EQ(root.GetComponentCount(), 3);
 }
 
 TEST(Component, NamesAreIdentifiersUniqueAmongSiblings) {
