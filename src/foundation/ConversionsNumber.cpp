@@ -154,7 +154,7 @@ String CurrencyLayout(const String& num, bool neg, const TFormatSettings& fs) {
     }
 }
 
-bool ParseInt64(std::u16string_view s, int64_t& out) {
+bool ParseInt64(std::u16string_view s, int64_t& out, bool* hex = nullptr) {
     size_t i = 0;
     while (i < s.size() && s[i] <= u' ') ++i;
     bool neg = false;
@@ -165,18 +165,23 @@ bool ParseInt64(std::u16string_view s, int64_t& out) {
     if (i >= s.size()) return false;
     uint64_t v = 0;
     const uint64_t limit = base == 16 ? std::numeric_limits<uint64_t>::max() : uint64_t(1) << 63;
+    // v * base + dig <= limit, without a division per digit.
+    const uint64_t maxBeforeDigit = base == 16 ? limit / 16 : limit / 10;
     for (; i < s.size(); ++i) {
         Char c = s[i];
-        int dig;
+        uint64_t dig;
         if (c >= u'0' && c <= u'9') dig = c - u'0';
-        else if (base == 16 && c >= u'a' && c <= u'f') dig = c - u'a' + 10;
-        else if (base == 16 && c >= u'A' && c <= u'F') dig = c - u'A' + 10;
+        else if (base == 16 && c >= u'a' && c <= u'f') dig = c - u'a' + 10u;
+        else if (base == 16 && c >= u'A' && c <= u'F') dig = c - u'A' + 10u;
         else return false;
-        if (v > (limit - static_cast<uint64_t>(dig)) / static_cast<uint64_t>(base)) return false;
-        v = v * static_cast<uint64_t>(base) + static_cast<uint64_t>(dig);
+        if (v > maxBeforeDigit) return false;
+        v *= static_cast<uint64_t>(base);
+        if (v > limit - dig) return false;
+        v += dig;
     }
     if (base == 10 && !neg && v > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) return false;
     out = neg ? static_cast<int64_t>(0 - v) : static_cast<int64_t>(v);
+    if (hex) *hex = base == 16;
     return true;
 }
 
@@ -188,10 +193,9 @@ bool TryStrToInt64(std::u16string_view s, int64_t& value) { return ParseInt64(s,
 
 bool TryStrToInt(std::u16string_view s, int32_t& value) {
     int64_t v;
-    if (!ParseInt64(s, v)) return false;
+    bool hex = false;
+    if (!ParseInt64(s, v, &hex)) return false;
     // Hexadecimal text covers the unsigned range too ($FFFFFFFF is -1).
-    bool hex = s.find(u'$') != std::u16string_view::npos || s.find(u'x') != std::u16string_view::npos ||
-               s.find(u'X') != std::u16string_view::npos;
     if (hex && v >= 0 && v <= 0xFFFFFFFFll) { value = static_cast<int32_t>(static_cast<uint32_t>(v)); return true; }
     if (v < std::numeric_limits<int32_t>::min() || v > std::numeric_limits<int32_t>::max()) return false;
     value = static_cast<int32_t>(v);

@@ -59,7 +59,12 @@ String LowerCase(std::u16string_view s) {
     return r;
 }
 
-String Trim(std::u16string_view s) { return TrimLeft(TrimRight(s)); }
+String Trim(std::u16string_view s) {
+    size_t b = 0, e = s.size();
+    while (b < e && s[b] <= u' ') ++b;
+    while (e > b && s[e - 1] <= u' ') --e;
+    return String(s.substr(b, e - b));
+}
 
 String TrimLeft(std::u16string_view s) {
     size_t i = 0;

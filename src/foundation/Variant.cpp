@@ -35,7 +35,7 @@ Variant Variant::FromOleStr(const String& s) {
 Variant Variant::FromArray(std::vector<Variant> items) {
     Variant v;
     v.FType = varArray;
-    v.FArray = std::make_shared<const std::vector<Variant>>(std::move(items));
+    v.FRef = std::make_shared<const std::vector<Variant>>(std::move(items));
     return v;
 }
 
@@ -102,9 +102,9 @@ int32_t Variant::AsInteger() const {
         }
         case varString: case varUString: case varOleStr: {
             int32_t r;
-            if (TryStrToInt(*FText, r)) return r;
+            if (TryStrToInt(Text(), r)) return r;
             double d;
-            if (TryStrToFloat(*FText, d) && RoundToInt(d, r)) return r;
+            if (TryStrToFloat(Text(), d) && RoundToInt(d, r)) return r;
             CastError(varInteger);
         }
         default: CastError(varInteger);
@@ -119,7 +119,7 @@ double Variant::AsDouble() const {
         case varDouble: case varDate: return FDouble;
         case varString: case varUString: case varOleStr: {
             double d;
-            if (TextToDouble(*FText, d)) return d;
+            if (TextToDouble(Text(), d)) return d;
             CastError(varDouble);
         }
         default: CastError(varDouble);
@@ -134,7 +134,7 @@ bool Variant::AsBoolean() const {
         case varDouble: case varDate: return FDouble != 0;
         case varString: case varUString: case varOleStr: {
             bool b;
-            if (TextToBool(*FText, b)) return b;
+            if (TextToBool(Text(), b)) return b;
             CastError(varBoolean);
         }
         default: CastError(varBoolean);
@@ -148,7 +148,7 @@ String Variant::AsString() const {
         case varBoolean: return FBool ? u"True" : u"False";
         case varDouble: return FloatToStr(FDouble);
         case varDate: return DateTimeToStr(FDouble);
-        case varString: case varUString: case varOleStr: return *FText;
+        case varString: case varUString: case varOleStr: return Text();
         default: CastError(varUString);
     }
 }
@@ -157,8 +157,8 @@ TDateTime Variant::AsDateTime() const {
     switch (FType) {
         case varString: case varUString: case varOleStr: {
             TDateTime d;
-            if (TryStrToDateTime(*FText, d, FormatSettings())) return d;
-            if (TryStrToFloat(*FText, d)) return d;
+            if (TryStrToDateTime(Text(), d, FormatSettings())) return d;
+            if (TryStrToFloat(Text(), d)) return d;
             CastError(varDate);
         }
         case varNull: case varArray: CastError(varDate);
@@ -168,7 +168,7 @@ TDateTime Variant::AsDateTime() const {
 
 const std::vector<Variant>& Variant::AsArray() const {
     if (FType != varArray) CastError(varArray);
-    return *FArray;
+    return Items();
 }
 
 Variant Variant::ChangeType(TVarType t) const {
@@ -220,29 +220,29 @@ TVariantRelationship Variant::Compare(const Variant& o) const {
         return vrNotEqual;
     }
     if (a.FType == varArray || o.FType == varArray) {
-        if (a.FType != o.FType || a.FArray->size() != o.FArray->size()) return vrNotEqual;
-        for (size_t i = 0; i < a.FArray->size(); ++i)
-            if ((*a.FArray)[i] != (*o.FArray)[i]) return vrNotEqual;
+        if (a.FType != o.FType || a.Items().size() != o.Items().size()) return vrNotEqual;
+        for (size_t i = 0; i < a.Items().size(); ++i)
+            if (a.Items()[i] != o.Items()[i]) return vrNotEqual;
         return vrEqual;
     }
-    if (a.IsText() && o.IsText()) return RelText(*a.FText, *o.FText);
+    if (a.IsText() && o.IsText()) return RelText(a.Text(), o.Text());
     if (a.IsText() || o.IsText()) {
         const Variant& text = a.IsText() ? a : o;
         const Variant& other = a.IsText() ? o : a;
         TVariantRelationship r;
         if (other.FType == varBoolean) {
             bool b;
-            if (!TextToBool(*text.FText, b)) r = RelText(*text.FText, other.AsString());
+            if (!TextToBool(text.Text(), b)) r = RelText(text.Text(), other.AsString());
             else r = Rel(b ? -1 : 0, other.FBool ? -1 : 0);
         } else if (other.FType == varDate) {
             TDateTime d;
-            if (TryStrToDateTime(*text.FText, d, FormatSettings()) || TextToDouble(*text.FText, d))
+            if (TryStrToDateTime(text.Text(), d, FormatSettings()) || TextToDouble(text.Text(), d))
                 r = Rel(d, other.FDouble);
-            else r = RelText(*text.FText, other.AsString());
+            else r = RelText(text.Text(), other.AsString());
         } else {
             double d;
-            if (TextToDouble(*text.FText, d)) r = Rel(d, other.AsDouble());
-            else r = RelText(*text.FText, other.AsString());
+            if (TextToDouble(text.Text(), d)) r = Rel(d, other.AsDouble());
+            else r = RelText(text.Text(), other.AsString());
         }
         if (&text == &a || r == vrEqual) return r;
         return r == vrLessThan ? vrGreaterThan : vrLessThan;

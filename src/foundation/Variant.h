@@ -58,7 +58,8 @@ public:
     Variant(int32_t V) : FType(varInteger), FInt(V) {}
     Variant(double V) : FType(varDouble), FDouble(V) {}
     Variant(bool V) : FType(varBoolean), FBool(V) {}
-    Variant(const String& V) : FType(varUString), FText(std::make_shared<String>(V)) {}
+    Variant(const String& V) : FType(varUString), FRef(std::make_shared<const String>(V)) {}
+    Variant(String&& V) : FType(varUString), FRef(std::make_shared<const String>(std::move(V))) {}
     Variant(std::u16string_view V) : Variant(String(V)) {}
     Variant(const char16_t* V) : Variant(String(V)) {}
     // Without these a char* or a long would pick the boolean or be ambiguous.
@@ -103,8 +104,10 @@ private:
         double FDouble = 0;
         bool FBool;
     };
-    std::shared_ptr<const String> FText;
-    std::shared_ptr<const std::vector<Variant>> FArray;
+    // The text of a text kind, the items of an array; shared by copies.
+    std::shared_ptr<const void> FRef;
+    const String& Text() const { return *static_cast<const String*>(FRef.get()); }
+    const std::vector<Variant>& Items() const { return *static_cast<const std::vector<Variant>*>(FRef.get()); }
 };
 
 // Null-safe text of a variant: empty and null give "".

@@ -39,6 +39,32 @@ TEST(Conversions, IntegerTextBothWays) {
     EXPECT_EQ(U(IntToHex(255, 4)), "00FF");
 }
 
+TEST(Conversions, IntegerTextAtTheEdgesOfSixtyFourBits) {
+    int64_t v = 0;
+    EXPECT_TRUE(TryStrToInt64(u"9223372036854775807", v));
+    EXPECT_EQ(v, INT64_MAX);
+    EXPECT_TRUE(TryStrToInt64(u"-9223372036854775808", v));
+    EXPECT_EQ(v, INT64_MIN);
+    // One past either end, and a digit more than fits, are refused and leave
+    // the value alone.
+    v = 5;
+    for (auto bad : {u"9223372036854775808", u"-9223372036854775809", u"92233720368547758070",
+                     u"18446744073709551616", u"$10000000000000000"}) {
+        EXPECT_FALSE(TryStrToInt64(bad, v)) << Utf8(bad);
+        EXPECT_EQ(v, 5);
+    }
+    // Hexadecimal text spans the whole unsigned range.
+    EXPECT_TRUE(TryStrToInt64(u"$FFFFFFFFFFFFFFFF", v));
+    EXPECT_EQ(v, -1);
+    EXPECT_TRUE(TryStrToInt64(u"0x7fffffffffffffff", v));
+    EXPECT_EQ(v, INT64_MAX);
+    int32_t i = 0;
+    EXPECT_TRUE(TryStrToInt(u"0x80000000", i));
+    EXPECT_EQ(i, INT32_MIN);
+    EXPECT_FALSE(TryStrToInt(u"-2147483649", i));
+    EXPECT_FALSE(TryStrToInt(u"$G", i));
+}
+
 TEST(Conversions, FloatStylesUnderTheFixedTable) {
     EXPECT_EQ(U(FloatToStr(1.5)), "1.5");
     EXPECT_EQ(U(FloatToStr(0.1 + 0.2)), "0.3");  // 15 significant digits
