@@ -1,11 +1,13 @@
 // Fuzz target for the ini reader: any bytes load or are refused with
 // EIniFileException/EFileError; what loads saves, and the saved bytes load
 // back to the same cache (load -> save -> load). A write through the cache
-// must survive the same round trip.
+// must survive the same round trip, and reads through remembered places
+// must agree with reads by name.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "settings/IniFiles.h"
 
@@ -31,7 +33,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
     TStringList sections;
     ini.ReadSections(sections);
     const String section = sections.Count() > 0 ? sections[0] : String(u"New");
+    // Reads through remembered places answer what reads by name answer,
+    // also after a line was removed and another added.
+    TStringList idents;
+    ini.ReadSection(section, idents);
+    std::vector<TIniPlace> places(static_cast<size_t>(idents.Count()));
+    auto agree = [&] {
+        for (int i = 0; i < idents.Count(); ++i)
+            if (ini.FindValue(section, idents[i], places[static_cast<size_t>(i)]) != ini.FindValue(section, idents[i]))
+                std::abort();
+    };
+    agree();
+    if (idents.Count() > 1) ini.DeleteKey(section, idents[0]);
     ini.WriteString(section, u"FuzzKey", u"v=1; x");
+    agree();
     ini.WriteString(u"Fuzz\\Section\\", u"K", u"w");
     std::string second;
     try {

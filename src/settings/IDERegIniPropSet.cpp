@@ -8,50 +8,81 @@ using namespace IDEConst;
 
 namespace {
 
-// The cache read of a field, shared by both stores.
+// The cache read of a field, shared by both stores. With a place, the value
+// is found through it (TMemIniFile::FindValue); a field's default is made
+// only when the cache has no value.
 bool ReadCache(TMemIniFile& ini, const String& section, const String& ident, TPropField* f, Variant& value,
-               bool booleanAsBoolean) {
-    const Variant def = f->GetDefaultValue();
-    switch (f->GetFieldType()) {
+               bool booleanAsBoolean, TIniPlace* place) {
+    const TPropFieldType type = f->GetFieldType();
+    switch (type) {
+        case ptString: case ptColor: case ptInteger: case ptReal: case ptDate: case ptTime: case ptDateTime:
+        case ptBoolean: case ptEnum: break;
+        default: return false;
+    }
+    const String* text = place ? ini.FindValue(section, ident, *place) : ini.FindValue(section, ident);
+    switch (type) {
         case ptString:
-        case ptColor: value = Variant(ini.ReadString(section, ident, VarToStr(def))); return true;
-        case ptInteger: value = Variant(ini.ReadInteger(section, ident, def.AsInteger())); return true;
-        case ptReal: value = Variant(ini.ReadFloat(section, ident, def.AsDouble())); return true;
-        case ptDate: value = Variant::FromDate(ini.ReadDate(section, ident, def.AsDouble())); return true;
-        case ptTime: value = Variant::FromDate(ini.ReadTime(section, ident, def.AsDouble())); return true;
-        case ptDateTime: value = Variant::FromDate(ini.ReadDateTime(section, ident, def.AsDouble())); return true;
-        case ptBoolean:
-        case ptEnum: {
-            String text = ini.ReadString(section, ident, String());
-            TPropValueNames& names = f->GetValueNames();
-            int row = names.IndexOfName(text);
-            if (row >= 0) value = Variant(names.ValueFromIndex(row));
-            else value = Variant(ini.ReadInteger(section, ident, def.AsInteger()));
-            if (booleanAsBoolean && f->GetFieldType() == ptBoolean) value = Variant(value.AsBoolean());
+        case ptColor: value = text ? Variant(*text) : Variant(VarToStr(f->GetDefaultValue())); return true;
+        case ptInteger: {
+            int32_t i;
+            value = Variant(text && TryStrToInt(*text, i) ? i : f->GetDefaultValue().AsInteger());
             return true;
         }
-        default: return false;
+        case ptReal: {
+            double d;
+            value = Variant(text && TryStrToFloat(*text, d) ? d : f->GetDefaultValue().AsDouble());
+            return true;
+        }
+        case ptDate:
+        case ptTime:
+        case ptDateTime: {
+            TDateTime d;
+            bool ok = false;
+            if (text) {
+                const TFormatSettings& fs = FormatSettings();
+                if (type == ptDate) ok = TryStrToDate(*text, d, fs);
+                else if (type == ptTime) ok = TryStrToTime(*text, d, fs);
+                else ok = TryStrToDateTime(*text, d, fs);
+            }
+            value = Variant::FromDate(ok ? d : f->GetDefaultValue().AsDouble());
+            return true;
+        }
+        default: {  // ptBoolean, ptEnum: a value name, else a number, else the default
+            const std::u16string_view t = text ? std::u16string_view(*text) : std::u16string_view();
+            TPropValueNames& names = f->GetValueNames();
+            int row = names.IndexOfName(String(t));
+            int32_t i;
+            if (row >= 0) value = Variant(names.ValueFromIndex(row));
+            else value = Variant(text && TryStrToInt(t, i) ? i : f->GetDefaultValue().AsInteger());
+            if (booleanAsBoolean && type == ptBoolean) value = Variant(value.AsBoolean());
+            return true;
+        }
     }
 }
 
-void WriteCache(TMemIniFile& ini, const String& section, const String& ident, TPropField* f, const Variant& value) {
+void WriteText(TMemIniFile& ini, const String& section, const String& ident, const String& text, TIniPlace* place) {
+    if (place) ini.WriteString(section, ident, text, *place);
+    else ini.WriteString(section, ident, text);
+}
+
+void WriteCache(TMemIniFile& ini, const String& section, const String& ident, TPropField* f, const Variant& value,
+                TIniPlace* place) {
     switch (f->GetFieldType()) {
         case ptString:
-        case ptColor: ini.WriteString(section, ident, VarToStr(value)); break;
-        case ptInteger: ini.WriteInteger(section, ident, value.AsInteger()); break;
+        case ptColor: WriteText(ini, section, ident, VarToStr(value), place); break;
+        case ptInteger: WriteText(ini, section, ident, IntToStr(value.AsInteger()), place); break;
         case ptBoolean:
         case ptEnum: {
             int32_t i = value.AsInteger();
             TPropValueNames& names = f->GetValueNames();
             int row = names.IndexOfValue(i);
-            if (row >= 0) ini.WriteString(section, ident, names.Names(row));
-            else ini.WriteInteger(section, ident, i);
+            WriteText(ini, section, ident, row >= 0 ? names.Names(row) : IntToStr(i), place);
             break;
         }
-        case ptReal: ini.WriteFloat(section, ident, value.AsDouble()); break;
-        case ptDate: ini.WriteDate(section, ident, value.AsDateTime()); break;
-        case ptTime: ini.WriteTime(section, ident, value.AsDateTime()); break;
-        case ptDateTime: ini.WriteDateTime(section, ident, value.AsDateTime()); break;
+        case ptReal: WriteText(ini, section, ident, FloatToStr(value.AsDouble()), place); break;
+        case ptDate: WriteText(ini, section, ident, DateToStr(value.AsDateTime()), place); break;
+        case ptTime: WriteText(ini, section, ident, TimeToStr(value.AsDateTime()), place); break;
+        case ptDateTime: WriteText(ini, section, ident, DateTimeToStr(value.AsDateTime()), place); break;
         default: break;
     }
 }
@@ -134,12 +165,12 @@ void TRegistryPropSet::SetRootKey(TRootKey Value) {
 
 bool TRegistryPropSet::GetFieldData(TPropField* Field, Variant& Value) {
     LockGuard g(this);
-    return ReadCache(*FValues, GetCurrentPath(), Field->GetFieldName(), Field, Value, true);
+    return ReadCache(*FValues, GetCurrentPath(), Field->GetFieldName(), Field, Value, true, nullptr);
 }
 
 void TRegistryPropSet::SetFieldData(TPropField* Field, const Variant& Value) {
     LockGuard g(this);
-    WriteCache(*FValues, GetCurrentPath(), Field->GetFieldName(), Field, Value);
+    WriteCache(*FValues, GetCurrentPath(), Field->GetFieldName(), Field, Value, nullptr);
     DataEvent(peFieldChange, reinterpret_cast<intptr_t>(Field));
 }
 
@@ -260,24 +291,39 @@ String TIniPropSet::GetValueName(const String& FieldName) {
     return p == String::npos ? FieldName : FieldName.substr(p + 1);
 }
 
-const TIniPropSet::Names& TIniPropSet::NamesOf(const TPropField* Field) {
-    Names& n = FNames[Field];
-    if (n.FieldName != Field->GetFieldName() || (n.Section.empty() && n.Ident.empty())) {
-        n.FieldName = Field->GetFieldName();
-        n.Section = GetSectionName(n.FieldName);
-        n.Ident = GetValueName(n.FieldName);
+TIniPropSet::Names& TIniPropSet::NamesOf(TPropField* Field) {
+    Names* n = nullptr;
+    if (Field->GetPropSet() == this) {
+        auto* d = Field->GetSetData();
+        n = d && d->Owner == this ? static_cast<Names*>(d) : nullptr;
+        if (!n) {
+            auto made = std::make_unique<Names>(this);
+            n = made.get();
+            Field->SetSetData(std::move(made));
+        }
+    } else n = &FForeign;
+    // A field's name, once given, never changes (SetFieldName refuses), but
+    // a field may join the set before it has one; and the root may change.
+    // (The one record for fields of other sets compares the whole name.)
+    const String& name = Field->GetFieldName();
+    if (n->Generation != FGeneration || n->FieldName.size() != name.size() || (n == &FForeign && n->FieldName != name)) {
+        n->FieldName = name;
+        n->Section = GetSectionName(n->FieldName);
+        n->Ident = GetValueName(n->FieldName);
+        n->Place = TIniPlace();
+        n->Generation = FGeneration;
     }
-    return n;
+    return *n;
 }
 
 bool TIniPropSet::GetFieldData(TPropField* Field, Variant& Value) {
-    const Names& n = NamesOf(Field);
-    return ReadCache(*FValues, n.Section, n.Ident, Field, Value, false);
+    Names& n = NamesOf(Field);
+    return ReadCache(*FValues, n.Section, n.Ident, Field, Value, false, &n.Place);
 }
 
 void TIniPropSet::SetFieldData(TPropField* Field, const Variant& Value) {
-    const Names& n = NamesOf(Field);
-    WriteCache(*FValues, n.Section, n.Ident, Field, Value);
+    Names& n = NamesOf(Field);
+    WriteCache(*FValues, n.Section, n.Ident, Field, Value, &n.Place);
     DataEvent(peFieldChange, reinterpret_cast<intptr_t>(Field));
 }
 

@@ -34,7 +34,6 @@
 #pragma once
 
 #include <mutex>
-#include <unordered_map>
 
 #include "settings/PropSets.h"
 #include "settings/Registry.h"
@@ -113,7 +112,7 @@ public:
     const String& GetRootName() const { return FRootName; }
     void SetRootName(const String& Value) {
         FRootName = Value;
-        FNames.clear();
+        ++FGeneration;
     }
     String GetSectionName(const String& FieldName) const;
     static String GetValueName(const String& FieldName);
@@ -127,16 +126,23 @@ protected:
     void InternalSavePropValues() override;
 
 private:
-    // Each field's section and ident, worked out once: reads are a cache
-    // look-up, not string surgery.
-    struct Names {
+    // Each field's section and ident, worked out once and kept with the
+    // field (TPropField::GetSetData), with its place in the cache: reads
+    // and writes are neither string surgery nor look-ups by name.
+    struct Names : TPropField::TSetData {
+        using TSetData::TSetData;
         String FieldName, Section, Ident;
+        TIniPlace Place;
+        uint64_t Generation = 0;
     };
-    const Names& NamesOf(const TPropField* Field);
+    Names& NamesOf(TPropField* Field);
 
     std::unique_ptr<TMemIniFile> FValues;
     String FRootName;
-    std::unordered_map<const TPropField*, Names> FNames;
+    // Changes with the root name: names worked out under another are stale.
+    uint64_t FGeneration = 1;
+    // For a field that another set holds.
+    Names FForeign{nullptr};
 };
 
 }  // namespace ide

@@ -1,5 +1,7 @@
 #include "settings/IniFiles.h"
 
+#include <atomic>
+
 #include "foundation/Conversions.h"
 #include "foundation/Utf8.h"
 #include "settings/FileIO.h"
@@ -95,6 +97,10 @@ String DecodeUtf8Keeping(std::string_view s) {
 void EncodeUtf8Keeping(std::u16string_view t, std::string& out) {
     for (size_t i = 0; i < t.size(); ++i) {
         uint32_t cp = t[i];
+        if (cp < 0x80) {
+            out.push_back(static_cast<char>(cp));
+            continue;
+        }
         if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < t.size() && t[i + 1] >= 0xDC00 && t[i + 1] <= 0xDFFF) {
             cp = 0x10000 + ((cp - 0xD800) << 10) + (t[i + 1] - 0xDC00);
             ++i;
@@ -108,24 +114,57 @@ void EncodeUtf8Keeping(std::u16string_view t, std::string& out) {
 
 bool HasLineBreak(std::u16string_view s) { return s.find_first_of(u"\r\n") != std::u16string_view::npos; }
 
+// White space and control characters trimmed at both ends, without a copy.
+std::u16string_view TrimView(std::u16string_view s) {
+    size_t b = 0, e = s.size();
+    while (b < e && s[b] <= u' ') ++b;
+    while (e > b && s[e - 1] <= u' ') --e;
+    return s.substr(b, e - b);
+}
+
+// A line's terminator.
+enum class Eol : uint8_t { None, Lf, CrLf, Cr };
+
+std::u16string_view EolText(Eol e) {
+    switch (e) {
+        case Eol::Lf: return u"\n";
+        case Eol::CrLf: return u"\r\n";
+        case Eol::Cr: return u"\r";
+        case Eol::None: break;
+    }
+    return {};
+}
+
+// Every new cache and every change of a cache's shape (a section or line
+// removed, lines moved) takes a new number from here, so a remembered place can tell
+// whether it still points where it did, even into another cache.
+std::atomic<uint64_t> NextShape{1};
+
 }  // namespace
 
 struct TMemIniFile::Doc {
-    // Every line keeps its own terminator (empty for a last line without
+    // Shape: changes whenever a section or line is removed or lines move
+    // (appending moves nothing); places remembered under another shape are
+    // looked up again.
+    //
+    // Every line keeps its own terminator (None for a last line without
     // one), so an untouched file is written back byte for byte; new lines
-    // take the file's first terminator.
+    // take the file's first terminator. An entry read in the plain form
+    // "ident=value" keeps no copy of its text: it is written back from its
+    // ident and value, which give the same bytes.
     struct Line {
         String Raw;
-        String End;
         String Key;
         String Value;
+        Eol End = Eol::None;
         bool Entry = false;
         bool Dirty = false;
+        bool Plain = false;  // an untouched entry whose text is Key=Value
     };
     struct Section {
         String Name;
         String HeaderRaw;
-        String HeaderEnd;
+        Eol HeaderEnd = Eol::None;
         bool HeaderDirty = true;
         std::vector<Line> Lines;
         std::unordered_map<String, size_t, TFoldedHash, TFoldedEqual> Index;
@@ -145,8 +184,11 @@ struct TMemIniFile::Doc {
     std::vector<std::unique_ptr<Section>> Sections;
     std::unordered_map<String, size_t, TFoldedHash, TFoldedEqual> SecIndex;
     Encoding Enc = Encoding::Utf8;
-    String Eol = u"\n";
+    Eol FileEol = Eol::Lf;
     int Merged = 0;
+    uint64_t Shape = NextShape.fetch_add(1);
+
+    void Reshaped() { Shape = NextShape.fetch_add(1); }
 
     Section* FindSection(std::u16string_view name) const {
         auto it = SecIndex.find(name);
@@ -157,12 +199,13 @@ struct TMemIniFile::Doc {
         Sections.push_back(std::make_unique<Section>());
         Sections.back()->Name = name;
         SecIndex.emplace(name, Sections.size() - 1);
-        return Sections.back().get();
+        return Sections.back().get();  // an appended section moves nothing
     }
 
     void ReindexSections() {
         SecIndex.clear();
         for (size_t i = 0; i < Sections.size(); ++i) SecIndex.emplace(Sections[i]->Name, i);
+        Reshaped();
     }
 
     static void Parse(Doc& d, const std::string& bytes, const std::string& file) {
@@ -197,24 +240,24 @@ struct TMemIniFile::Doc {
                 throw EIniFileException(file + ":" + std::to_string(lineNo) + ": line too long");
             if (lineNo > MaxLines) throw EIniFileException(file + ":" + std::to_string(lineNo) + ": too many lines");
             std::u16string_view line(text.data() + i, j - i);
-            String end;
+            Eol end = Eol::None;
             size_t next = j;
             if (next < n) {
-                size_t eolLen = (text[next] == u'\r' && next + 1 < n && text[next + 1] == u'\n') ? 2 : 1;
-                end.assign(text.data() + next, eolLen);
+                const bool crlf = text[next] == u'\r' && next + 1 < n && text[next + 1] == u'\n';
+                end = crlf ? Eol::CrLf : (text[next] == u'\r' ? Eol::Cr : Eol::Lf);
                 if (!eolSeen) {
-                    d.Eol = end;
+                    d.FileEol = end;
                     eolSeen = true;
                 }
-                next += eolLen;
+                next += crlf ? 2 : 1;
             }
             i = next;
-            String trimmed = Trim(line);
+            const std::u16string_view trimmed = TrimView(line);
             if (trimmed.size() >= 2 && trimmed.front() == u'[' && trimmed.back() == u']') {
-                String name = Trim(std::u16string_view(trimmed).substr(1, trimmed.size() - 2));
+                const std::u16string_view name = TrimView(trimmed.substr(1, trimmed.size() - 2));
                 cur = d.FindSection(name);
                 if (!cur) {
-                    cur = d.AddSection(name);
+                    cur = d.AddSection(String(name));
                     cur->HeaderRaw = String(line);
                     cur->HeaderEnd = end;
                     cur->HeaderDirty = false;
@@ -224,16 +267,19 @@ struct TMemIniFile::Doc {
                 continue;
             }
             Line l;
-            l.Raw = String(line);
-            l.End = std::move(end);
+            l.End = end;
             size_t eq = line.find(u'=');
             if (cur && eq != std::u16string_view::npos && !trimmed.empty() && trimmed[0] != u';' && trimmed[0] != u'#') {
-                l.Key = Trim(line.substr(0, eq));
-                if (!l.Key.empty()) {
-                    l.Value = Trim(line.substr(eq + 1));
+                const std::u16string_view key = TrimView(line.substr(0, eq));
+                if (!key.empty()) {
+                    const std::u16string_view value = TrimView(line.substr(eq + 1));
+                    l.Key = String(key);
+                    l.Value = String(value);
                     l.Entry = true;
+                    l.Plain = key.size() + 1 + value.size() == line.size();
                 }
             }
+            if (!l.Plain) l.Raw = String(line);
             if (cur) {
                 cur->Lines.push_back(std::move(l));
                 const Line& added = cur->Lines.back();
@@ -242,70 +288,92 @@ struct TMemIniFile::Doc {
         }
     }
 
-    String Text() const {
-        // (text, terminator) pairs; a missing terminator inside the file
-        // (a line that was last before new lines were added) gets the file's.
-        struct Part {
-            const String* Text;
-            const String* End;
-            bool New;
-        };
-        std::vector<Part> parts;
-        std::vector<String> made;  // reserved up front: parts point into it
-        size_t madeCount = 0;
-        for (const auto& s : Sections)
-            for (const auto& l : s->Lines) madeCount += (l.Entry && l.Dirty) ? 1 : 0;
-        made.reserve(Sections.size() + madeCount);
-        for (const auto& p : Preamble) parts.push_back({&p.Raw, &p.End, false});
-        for (const auto& s : Sections) {
-            if (s->HeaderDirty) {
-                if (HasLineBreak(s->Name))
-                    throw EIniFileException("Section '" + Utf8(s->Name) + "' can't be saved: it holds a line break");
-                made.push_back(u"[" + s->Name + u"]");
-                parts.push_back({&made.back(), &s->HeaderEnd, true});
-            } else parts.push_back({&s->HeaderRaw, &s->HeaderEnd, false});
-            for (const auto& l : s->Lines) {
-                if (l.Entry && l.Dirty) {
-                    if (HasLineBreak(l.Key) || HasLineBreak(l.Value))
-                        throw EIniFileException("Value '" + Utf8(l.Key) + "' in section '" + Utf8(s->Name) +
-                                                "' can't be saved: it holds a line break");
-                    made.push_back(l.Key + u"=" + l.Value);
-                    parts.push_back({&made.back(), &l.End, true});
-                } else parts.push_back({&l.Raw, &l.End, false});
+    // Writes UTF-16 pieces in the file's encoding.
+    struct Writer {
+        Encoding Enc;
+        std::string Out;
+        void Put(std::u16string_view t) {
+            switch (Enc) {
+                case Encoding::Utf8:
+                case Encoding::Utf8Bom: EncodeUtf8Keeping(t, Out); break;
+                case Encoding::Utf16LE:
+                case Encoding::Utf16BE: {
+                    const bool le = Enc == Encoding::Utf16LE;
+                    for (Char c : t) {
+                        char lo = static_cast<char>(c & 0xFF), hi = static_cast<char>(c >> 8);
+                        Out.push_back(le ? lo : hi);
+                        Out.push_back(le ? hi : lo);
+                    }
+                    break;
+                }
             }
         }
-        String t;
-        for (size_t i = 0; i < parts.size(); ++i) {
-            t += *parts[i].Text;
-            const String& end = *parts[i].End;
-            // A rewritten line keeps its terminator; a line without one takes
-            // the file's unless it is an old last line, which stays so.
-            bool fill = end.empty() && (i + 1 < parts.size() || parts[i].New);
-            t += fill ? Eol : end;
-        }
-        return t;
-    }
+    };
 
     std::string Bytes() const {
-        String t = Text();
-        std::string out;
-        switch (Enc) {
-            case Encoding::Utf8Bom: out = "\xEF\xBB\xBF"; [[fallthrough]];
-            case Encoding::Utf8: EncodeUtf8Keeping(t, out); break;
-            case Encoding::Utf16LE:
-            case Encoding::Utf16BE: {
-                bool le = Enc == Encoding::Utf16LE;
-                out.reserve(2 + t.size() * 2);
-                out += le ? "\xFF\xFE" : "\xFE\xFF";
-                for (Char c : t) {
-                    char lo = static_cast<char>(c & 0xFF), hi = static_cast<char>(c >> 8);
-                    out.push_back(le ? lo : hi);
-                    out.push_back(le ? hi : lo);
-                }
-                break;
+        // Checked first: a save that can't keep the file's shape writes nothing.
+        size_t estimate = 0;
+        for (const auto& s : Sections) {
+            if (s->HeaderDirty && HasLineBreak(s->Name))
+                throw EIniFileException("Section '" + Utf8(s->Name) + "' can't be saved: it holds a line break");
+            for (const auto& l : s->Lines) {
+                if (l.Entry && l.Dirty && (HasLineBreak(l.Key) || HasLineBreak(l.Value)))
+                    throw EIniFileException("Value '" + Utf8(l.Key) + "' in section '" + Utf8(s->Name) +
+                                            "' can't be saved: it holds a line break");
+                estimate += l.Raw.size() + l.Key.size() + l.Value.size() + 3;
             }
         }
-        return out;
+        Writer w{Enc, {}};
+        const bool wide = Enc == Encoding::Utf16LE || Enc == Encoding::Utf16BE;
+        w.Out.reserve(wide ? 2 * estimate + 2 : estimate + 3);
+        switch (Enc) {
+            case Encoding::Utf8: break;
+            case Encoding::Utf8Bom: w.Out = "\xEF\xBB\xBF"; break;
+            case Encoding::Utf16LE: w.Out = "\xFF\xFE"; break;
+            case Encoding::Utf16BE: w.Out = "\xFE\xFF"; break;
+        }
+        // A line with a terminator keeps it; one without (a last line, or a
+        // new one) takes the file's, unless it is an old line that is still
+        // the last, which stays so. The end is written when the next line
+        // comes, so that "still the last" is known.
+        bool pending = false;  // a line was written, its end not yet
+        Eol pendingEnd = Eol::None;
+        bool pendingNew = false;
+        auto finish = [&](bool more) {
+            if (!pending) return;
+            const bool fill = pendingEnd == Eol::None && (more || pendingNew);
+            w.Put(EolText(fill ? FileEol : pendingEnd));
+            pending = false;
+        };
+        auto begin = [&](Eol end, bool isNew) {
+            finish(true);
+            pending = true;
+            pendingEnd = end;
+            pendingNew = isNew;
+        };
+        for (const auto& p : Preamble) {
+            begin(p.End, false);
+            w.Put(p.Raw);
+        }
+        for (const auto& s : Sections) {
+            begin(s->HeaderEnd, s->HeaderDirty);
+            if (s->HeaderDirty) {
+                w.Put(u"[");
+                w.Put(s->Name);
+                w.Put(u"]");
+            } else w.Put(s->HeaderRaw);
+            for (const auto& l : s->Lines) {
+                const bool made = l.Entry && l.Dirty;
+                begin(l.End, made);
+                if (made || l.Plain) {
+                    w.Put(l.Key);
+                    w.Put(u"=");
+                    w.Put(l.Value);
+                } else w.Put(l.Raw);
+            }
+        }
+        finish(false);
+        return std::move(w.Out);
     }
 };
 
@@ -354,6 +422,16 @@ const String* TMemIniFile::FindValue(std::u16string_view Section, std::u16string
     return l ? &l->Value : nullptr;
 }
 
+const String* TMemIniFile::FindValue(std::u16string_view Section, std::u16string_view Ident, TIniPlace& Place) const {
+    if (Place.Shape == FDoc->Shape) return &static_cast<const Doc::Section*>(Place.Section)->Lines[Place.Line].Value;
+    const Doc::Section* s = FDoc->FindSection(Section);
+    if (!s) return nullptr;
+    auto it = s->Index.find(Ident);
+    if (it == s->Index.end()) return nullptr;
+    Place = TIniPlace{FDoc->Shape, s, it->second};
+    return &s->Lines[it->second].Value;
+}
+
 int32_t TMemIniFile::ReadInteger(const String& Section, const String& Ident, int32_t Default) {
     const String* v = FindValue(Section, Ident);
     int32_t r;
@@ -361,39 +439,61 @@ int32_t TMemIniFile::ReadInteger(const String& Section, const String& Ident, int
 }
 
 String TMemIniFile::ReadString(const String& Section, const String& Ident, const String& Default) {
-    const Doc::Section* s = FDoc->FindSection(Section);
-    const Doc::Line* l = s ? s->Find(Ident) : nullptr;
-    return l ? l->Value : Default;
+    const String* v = FindValue(Section, Ident);
+    return v ? *v : Default;
 }
 
 void TMemIniFile::WriteString(const String& Section, const String& Ident, const String& Value) {
-    String key = Trim(Ident);
-    if (key.empty() || key.find(u'=') != String::npos || key[0] == u';' || key[0] == u'#' || key[0] == u'[' ||
-        HasLineBreak(key))
+    Write(Section, Ident, Value, nullptr);
+}
+
+void TMemIniFile::WriteString(const String& Section, const String& Ident, const String& Value, TIniPlace& Place) {
+    Write(Section, Ident, Value, &Place);
+}
+
+void TMemIniFile::Write(std::u16string_view Section, std::u16string_view Ident, const String& Value,
+                        TIniPlace* Place) {
+    const std::u16string_view key = TrimView(Ident);
+    if (key.empty() || key.find(u'=') != std::u16string_view::npos || key[0] == u';' || key[0] == u'#' ||
+        key[0] == u'[' || HasLineBreak(key))
         throw EIniFileException("'" + Utf8(Ident) + "' is not a valid ini ident");
-    String name = Trim(Section);
-    Doc::Section* s = FDoc->FindSection(name);
-    if (!s) s = FDoc->AddSection(name);
-    auto it = s->Index.find(key);
-    if (it != s->Index.end()) {
-        Doc::Line& l = s->Lines[it->second];
+    auto update = [&](Doc::Line& l) {
         if (l.Value == Value && !l.Dirty) return;  // keep the line as the file had it
         l.Value = Value;
         l.Dirty = true;
+    };
+    if (Place && Place->Shape == FDoc->Shape) {
+        update(static_cast<Doc::Section*>(const_cast<void*>(Place->Section))->Lines[Place->Line]);
+        return;
+    }
+    const std::u16string_view name = TrimView(Section);
+    // A place is remembered only for names a read finds the same way.
+    const bool remember = Place && key.size() == Ident.size() && name.size() == Section.size();
+    Doc::Section* s = FDoc->FindSection(name);
+    if (!s) s = FDoc->AddSection(String(name));
+    auto it = s->Index.find(key);
+    if (it != s->Index.end()) {
+        update(s->Lines[it->second]);
+        if (remember) *Place = TIniPlace{FDoc->Shape, s, it->second};
         return;
     }
     // New idents go after the section's last non-blank line.
     size_t at = s->Lines.size();
-    while (at > 0 && Trim(s->Lines[at - 1].Raw).empty() && !s->Lines[at - 1].Entry) --at;
+    while (at > 0 && !s->Lines[at - 1].Entry && TrimView(s->Lines[at - 1].Raw).empty()) --at;
     // The line it follows may have been the file's last, without a terminator.
     Doc::Line l;
-    l.Key = key;
+    l.Key = String(key);
     l.Value = Value;
     l.Entry = true;
     l.Dirty = true;
     s->Lines.insert(s->Lines.begin() + static_cast<std::ptrdiff_t>(at), std::move(l));
-    if (at + 1 == s->Lines.size()) s->Index.emplace(key, at);
-    else s->Reindex();
+    if (at + 1 == s->Lines.size()) s->Index.emplace(s->Lines[at].Key, at);
+    else {
+        // Lines after it moved: every remembered place is stale.
+        s->Reindex();
+        FDoc->Reshaped();
+    }
+    if (remember) *Place = TIniPlace{FDoc->Shape, s, at};
 }
 
 bool TMemIniFile::SectionExists(const String& Section) { return FDoc->FindSection(Section) != nullptr; }
@@ -445,6 +545,7 @@ void TMemIniFile::DeleteKey(const String& Section, const String& Ident) {
     if (it == s->Index.end()) return;
     s->Lines.erase(s->Lines.begin() + static_cast<std::ptrdiff_t>(it->second));
     s->Reindex();
+    FDoc->Reshaped();
 }
 
 String TMemIniFile::CacheText() const {

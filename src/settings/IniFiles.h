@@ -84,6 +84,14 @@ protected:
     String FFileName;
 };
 
+// Where one value sits in a TMemIniFile's cache (see FindValue). Empty: not
+// yet known.
+struct TIniPlace {
+    uint64_t Shape = 0;
+    const void* Section = nullptr;
+    size_t Line = 0;
+};
+
 // Thread: one at a time.
 class TMemIniFile : public TCustomIniFile {
 public:
@@ -97,6 +105,15 @@ public:
     // The cached text of a value without a copy; nil when absent. Valid
     // until the next change of the cache.
     const String* FindValue(std::u16string_view Section, std::u16string_view Ident) const;
+    // The same read and write through a remembered place of the value: a
+    // caller that reads and writes the same names again and again (a
+    // property set's fields) keeps one place per name. While the cache keeps
+    // its shape the place skips the look-ups by name; after a load, or once
+    // a section or line was removed or lines moved, the name is looked up
+    // and the place remembered again. A place belongs to one section and
+    // ident: pass the same names with it every time.
+    const String* FindValue(std::u16string_view Section, std::u16string_view Ident, TIniPlace& Place) const;
+    void WriteString(const String& Section, const String& Ident, const String& Value, TIniPlace& Place);
     bool SectionExists(const String& Section) override;
     bool ValueExists(const String& Section, const String& Ident) override;
     void ReadSection(const String& Section, TStrings& Idents) override;
@@ -127,6 +144,7 @@ public:
 
 private:
     struct Doc;
+    void Write(std::u16string_view Section, std::u16string_view Ident, const String& Value, TIniPlace* Place);
     std::unique_ptr<Doc> FDoc;
 };
 

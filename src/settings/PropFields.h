@@ -30,6 +30,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include "foundation/Conversions.h"
 #include "foundation/Strings.h"
@@ -148,7 +149,22 @@ public:
     TPropFieldValidateEvent OnValidate;
 
     // Called by the set's AddField/RemoveField.
-    void AttachToSet(TCustomPropSet* Set) { FPropSet = Set; }
+    void AttachToSet(TCustomPropSet* Set) {
+        FPropSet = Set;
+        FSetData.reset();
+    }
+
+    // What the set holding the field keeps about it (an ini set: the field's
+    // section, ident and place in its cache), so that reads and writes find
+    // it without a look-up. Owner is the set that made it; it is dropped
+    // whenever the field joins or leaves a set.
+    struct TSetData {
+        explicit TSetData(const TCustomPropSet* AOwner) : Owner(AOwner) {}
+        virtual ~TSetData() = default;
+        const TCustomPropSet* Owner;
+    };
+    TSetData* GetSetData() const { return FSetData.get(); }
+    void SetSetData(std::unique_ptr<TSetData> Data) { FSetData = std::move(Data); }
 
 protected:
     TCustomPropSet* FPropSet = nullptr;
@@ -163,6 +179,7 @@ protected:
     String FEditMask;
     TTextAlignment FAlignment = taLeftJustify;
     TPropFieldType FFieldType = ptString;
+    std::unique_ptr<TSetData> FSetData;
 };
 
 // Thread: UI thread only.

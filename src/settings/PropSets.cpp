@@ -180,7 +180,9 @@ void TPropSet::AddField(TPropField* Field) {
 
 void TPropSet::RemoveField(TPropField* Field) {
     Field->AttachToSet(nullptr);
-    FFields.erase(std::remove(FFields.begin(), FFields.end(), Field), FFields.end());
+    // Fields mostly go last first (DestroyFields): look from the back.
+    auto it = std::find(FFields.rbegin(), FFields.rend(), Field);
+    if (it != FFields.rend()) FFields.erase(std::next(it).base());
     if (!InState(csDestroying)) DataEvent(peFieldListChange, 0);
 }
 
