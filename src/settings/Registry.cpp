@@ -397,6 +397,8 @@ THive::THive(std::string Path, bool Writable) : FPath(std::move(Path)), FWritabl
     FKeys[String()].Path = String();
 }
 
+THive::~THive() = default;
+
 std::shared_ptr<THive> THive::Open(const std::string& Path, bool Writable) {
     std::lock_guard<std::mutex> g(gHivesLock);
     auto& m = Hives();

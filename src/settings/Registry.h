@@ -94,7 +94,10 @@ public:
     // Forgets the shared hives (tests that swap directories).
     static void ResetAll();
 
+    // A hive of its own over Path (not the shared one): another process's
+    // view of the same file, for tests and tools.
     THive(std::string Path, bool Writable);
+    ~THive();
     const std::string& Path() const { return FPath; }
     bool Writable() const { return FWritable; }
 
