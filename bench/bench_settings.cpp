@@ -47,23 +47,34 @@ const std::string& Dir() {
 std::string SectionOf(int i) { return "Section" + std::to_string(i % kSections); }
 std::string KeyOf(int i) { return "Key" + std::to_string(i); }
 
-const std::string& IniFile() {
-    static const std::string path = [] {
-        std::string p = Dir() + "/bench.ini";
-        std::ofstream f(p);
-        for (int s = 0; s < kSections; ++s) {
-            f << "[" << "Section" << s << "]\n";
-            for (int i = s; i < kIniKeys; i += kSections)
-                f << KeyOf(i) << "=" << (i % 2 ? std::to_string(i) : "text value " + std::to_string(i)) << "\n";
-        }
-        return p;
+// The same 5,000 keys in each store's own layout: QSettings reads
+// "[Section17]" with the key "Section17/Key2017"; a TIniPropSet with root
+// "Bench" reads field "Section17\Key2017" from "[Bench\Section17\]" (the
+// section of a field is the root, the field's path and a backslash).
+std::string IniText(bool ours) {
+    std::string t;
+    for (int s = 0; s < kSections; ++s) {
+        t += ours ? "[Bench\\Section" + std::to_string(s) + "\\]\n" : "[Section" + std::to_string(s) + "]\n";
+        for (int i = s; i < kIniKeys; i += kSections)
+            t += KeyOf(i) + "=" + (i % 2 ? std::to_string(i) : "text value " + std::to_string(i)) + "\n";
+    }
+    return t;
+}
+
+const std::string& IniFile(bool ours) {
+    static const std::string paths[2] = {Dir() + "/peer-master.ini", Dir() + "/ours-master.ini"};
+    static const bool written = [] {
+        for (bool o : {false, true}) std::ofstream(paths[o], std::ios::binary) << IniText(o);
+        return true;
     }();
-    return path;
+    (void)written;
+    return paths[ours];
 }
 
 void IniCycleOurs(benchmark::State& state) {
-    const std::string master = IniFile();
+    const std::string master = IniFile(true);
     TIniPropSet set(nullptr);
+    set.SetRootName(u"Bench");
     set.SetFileName(Str(Dir() + "/ours.ini"));
     std::vector<TPropField*> fields;
     for (int i = 0; i < kIniKeys; ++i) {
@@ -75,6 +86,10 @@ void IniCycleOurs(benchmark::State& state) {
     }
     std::ifstream in(master, std::ios::binary);
     std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::ofstream(Dir() + "/ours.ini", std::ios::binary) << bytes;
+    set.LoadPropValues();
+    if (fields[1]->GetValue().AsInteger() != 1 || fields[2]->GetValue().AsString() != u"text value 2")
+        state.SkipWithError("the fields don't read the file's values");
     int round = 0;
     for (auto _ : state) {
         state.PauseTiming();
@@ -94,7 +109,7 @@ void IniCycleOurs(benchmark::State& state) {
 // QSettings wants "Section/Key"; the sections here have no backslash, which
 // QSettings couldn't keep.
 void IniCyclePeer(benchmark::State& state) {
-    const std::string master = IniFile();
+    const std::string master = IniFile(false);
     std::ifstream in(master, std::ios::binary);
     std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::vector<QString> keys;
@@ -119,18 +134,20 @@ void IniCyclePeer(benchmark::State& state) {
 
 void SingleReadOurs(benchmark::State& state) {
     TIniPropSet set(nullptr);
-    set.SetFileName(Str(IniFile()));
+    set.SetRootName(u"Bench");
+    set.SetFileName(Str(IniFile(true)));
     auto* f = new TIntegerPropField(&set);
     f->SetFieldName(u"Section17\\Key2017");
     f->SetPropSet(&set);
     set.LoadPropValues();
+    if (f->GetValue().AsInteger() != 2017) state.SkipWithError("the field doesn't read the file's value");
     for (auto _ : state) benchmark::DoNotOptimize(f->GetValue().AsInteger());
 }
 
 void SingleReadPeer(benchmark::State& state) {
-    QSettings s(QString::fromStdString(IniFile()), QSettings::IniFormat);
+    QSettings s(QString::fromStdString(IniFile(false)), QSettings::IniFormat);
     const QString key = QStringLiteral("Section17/Key2017");
-    (void)s.value(key);
+    if (s.value(key).toInt() != 2017) state.SkipWithError("QSettings doesn't read the file's value");
     for (auto _ : state) benchmark::DoNotOptimize(s.value(key).toInt());
 }
 
