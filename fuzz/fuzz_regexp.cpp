@@ -12,7 +12,9 @@
 //   byte 0     bit 0 reCaseInsensitive, bit 1 reAutoMatch, bit 2 custom set 0,
 //              bit 3 custom set 1, bit 4 prefix of many empty groups (so that
 //              the pattern's groups get numbers 226 and up, where node kinds
-//              wrap around), bit 5 walk all matches with MatchFrom
+//              wrap around), bit 5 walk all matches with MatchFrom;
+//              with bit 0 and not bit 4, the case-insensitive search is
+//              also compared with a search of the upper-cased text
 //   32 bytes   set 0, if bit 2;  32 bytes set 1, if bit 3
 //   1 byte     number of prefix groups (225 + n mod 31), if bit 4
 //   1 byte     pattern length in units
@@ -22,6 +24,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <vector>
 
 #include "regexp/IDERegExpComp.h"
 
@@ -71,6 +74,45 @@ void ReadSlots(TIDERegularExpression& re, bool Fresh) {
     }
 }
 
+// The start and end of every slot of up to eight matches of a walk with
+// MatchFrom, or nothing when the search was refused or ran out of steps.
+std::vector<int64_t> Walk(const String& Pattern, const String& Text, bool CaseInsensitive,
+                          const TRECharSet* Sets, bool& Refused) {
+    std::vector<int64_t> slots;
+    Refused = false;
+    try {
+        TIDERegularExpression re;
+        re.SetStepBudget(kStepBudget);
+        re.SetCharSet(0, Sets[0]);
+        re.SetCharSet(1, Sets[1]);
+        if (CaseInsensitive) re.SetOptions(TREOptions{reCaseInsensitive});
+        re.SetPattern(Pattern);
+        re.SetText(Text);
+        size_t from = 0;
+        for (int guard = 0; guard < 8 && from <= Text.size() && re.MatchFrom(from); ++guard) {
+            for (int i = 0; i < re.MatchCount() && i < 10; ++i) {
+                slots.push_back(re.SlotStart(i));
+                slots.push_back(re.SlotEnd(i));
+            }
+            const int len = re.GetMatchLen(0);
+            from = static_cast<size_t>(re.GetMatchPos(0)) + static_cast<size_t>(len > 0 ? len : 1);
+        }
+    } catch (const EREError&) {
+        Refused = true;
+    }
+    return slots;
+}
+
+// A case-insensitive search reads the text through the upper-casing: it
+// finds what the upper-cased pattern finds in an upper-cased copy.
+void CheckCaseInsensitiveReading(const String& Pattern, const String& Text, const TRECharSet* Sets) {
+    bool refusedRead = false, refusedCopy = false;
+    const auto read = Walk(Pattern, Text, true, Sets, refusedRead);
+    const auto copied = Walk(REUpperCase(Pattern), REUpperCase(Text), false, Sets, refusedCopy);
+    if (refusedRead || refusedCopy) return;
+    Check(read == copied);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
@@ -97,6 +139,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
     for (size_t i = 0; i < patternLen && in.More(); ++i) pattern.push_back(in.Unit());
     String text;
     while (in.More()) text.push_back(in.Unit());
+
+    if ((mode & 1) && !(mode & 16)) CheckCaseInsensitiveReading(pattern, text, sets);
 
     TREOptions options;
     if (mode & 1) options.Include(reCaseInsensitive);

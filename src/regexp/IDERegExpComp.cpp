@@ -2,10 +2,13 @@
 // of the last match. The compiler and the matcher are in RegExpCompiler.cpp
 // and RegExpMatcher.cpp.
 #include "regexp/IDERegExpComp.h"
+#include "regexp/RegExpProgram.h"
 
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <utility>
+#include <vector>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -86,6 +89,33 @@ String CopyOf(const String& S, int64_t Index, int64_t Count) {
 
 Char REUpCase(Char C) noexcept { return UpCaseTable()[C]; }
 
+namespace reprog {
+
+const Char* FoldTable() noexcept { return UpCaseTable().data(); }
+
+int FoldPreimages(Char Up, Char* Out, int Max) {
+    // Every unit the table moves, by the unit it moves to.
+    static const std::vector<std::pair<Char, Char>> moved = [] {
+        const auto& t = UpCaseTable();
+        std::vector<std::pair<Char, Char>> v;
+        for (unsigned c = 0; c < 65536; ++c)
+            if (t[c] != c) v.emplace_back(t[c], static_cast<Char>(c));
+        std::sort(v.begin(), v.end());
+        return v;
+    }();
+    int n = 0;
+    auto put = [&](Char c) {
+        if (n < Max) Out[n] = c;
+        ++n;
+    };
+    if (UpCaseTable()[Up] == Up) put(Up);
+    auto it = std::lower_bound(moved.begin(), moved.end(), std::make_pair(Up, Char(0)));
+    for (; it != moved.end() && it->first == Up; ++it) put(it->second);
+    return n;
+}
+
+}  // namespace reprog
+
 String REUpperCase(std::u16string_view S) {
     const auto& t = UpCaseTable();
     String r(S.size(), Char(0));
@@ -144,7 +174,6 @@ void TIDERegularExpression::SetOptions(TREOptions Value) {
 
 void TIDERegularExpression::SetText(const String& Value) {
     FText = Value;
-    ++FTextVersion;
     if (FOptions.Contains(reAutoMatch))
         Match(FText);
     else
@@ -199,7 +228,6 @@ void TIDERegularExpression::ResetMatches() {
 
 bool TIDERegularExpression::Match(const String& AText) {
     if (&AText != &FText) FText = AText;
-    ++FTextVersion;
     return MatchFrom(0);
 }
 
@@ -268,7 +296,6 @@ void TIDERegularExpression::SetMatch(int AMatch, const String& AText) {
     const int len = GetMatchLen(AMatch);
     const int64_t oldLength = static_cast<int64_t>(FText.size());
     FText = CopyOf(FText, 1, pos) + AText + CopyOf(FText, static_cast<int64_t>(pos) + len + 1, INT64_MAX / 2);
-    ++FTextVersion;
     if (FOptions.Contains(reAutoMatch)) {
         Match(FText);
         return;

@@ -160,20 +160,28 @@ private:
     bool Analysable() const;
 
     // Matcher.
-    bool MatchText(size_t Start);
-    size_t MatchSimpleCount(PCNode Node, size_t Pos) const;
+    // The matcher's loops come in two forms: Fold reads every unit of the
+    // subject through the upper-casing table (reCaseInsensitive), so the
+    // text is never copied.
+    template <bool Fold> bool MatchFrom(size_t Start);
+    template <bool Fold> bool MatchText(size_t Start);
+    template <bool Fold> size_t MatchSimpleCount(PCNode Node, size_t Pos) const;
     bool InSet(PCNode Node, Char C) const;
-    Char Ch(size_t Pos) const { return Pos <= FLen ? FSubject[Pos] : Char(0); }
-    void PrepareSubject();
+    // The unit at Pos as the program sees it: 0 past the terminator.
+    template <bool Fold> Char Ch(size_t Pos) const {
+        const Char c = Pos <= FLen ? FSubject[Pos] : Char(0);
+        return Fold ? FFold[c] : c;
+    }
     PCNode NextAlternative(PCNode Branch, Char C) const;
     void PopChoice();
     [[noreturn]] void StepBudgetExceeded();
 
     TIDERegularExpression* FRE;  // owner, not owned
     String FCIPattern;           // the pattern as compiled
-    String FCIText;              // the text as matched, for reCaseInsensitive
-    uint64_t FCITextVersion = 0; // text version FCIText was made from (0: none)
+    const Char* FFold = nullptr; // the upper-casing table, for reCaseInsensitive
     Char FBegin = 0;             // if not 0, every match starts with it
+    Char FBeginUnits[3] = {};    // the text units that read as FBegin
+    int FBeginUnitCount = 0;     // 0: more than three
     bool FAnchor = false;        // can only match at the start
     PCNode FOptMatch = nullptr;  // a literal every match contains
     int FOptMatchLen = 0;
@@ -217,6 +225,11 @@ private:
     size_t FRequiredMax = 0;
     size_t FRequiredP1 = 0;
     size_t FRequiredP2 = 0;
+    // The text units that read as the literal's units at P1 and P2 (three
+    // each, repeated to fill); only when the text is read through FFold.
+    Char FRequiredUnits1[3] = {};
+    Char FRequiredUnits2[3] = {};
+    bool FRequiredFolds = false;  // some unit at P1 or P2 has more than three
     // A simple repeat that a match starts with (after group starts): a try
     // that fails fails for every start inside the repeat's run too.
     PCNode FLead = nullptr;
@@ -224,16 +237,29 @@ private:
     // The lead repeat is followed at once by the required literal: a match
     // starts at the beginning of the repeat's run that ends at an occurrence.
     bool FLeadThenRequired = false;
+    // Or a repeated group of which every iteration takes one character by
+    // one of a few simple nodes, as in "(a|e)+": its run is as long as the
+    // characters those nodes take, and the same holds for it.
+    bool FLeadGroup = false;
+    bool FLeadGroupPlus = false;         // "+": at least one iteration
+    std::bitset<256> FLeadLow;           // the characters below 256 it takes
+    std::vector<PCNode> FLeadTakers;     // its simple nodes, for wider ones
+    bool BuildLeadGroup(PCNode First);
+    // Whether the lead repeat takes a character C (not the terminator).
+    bool LeadTakes(Char C) const;
     bool SimpleTakes(PCNode Node, Char C) const;
     // The first characters of a match (FFirstSet) as a table with the
-    // terminator marked, and as up to three units when that is all they are.
+    // terminator marked, and as up to three units of the text when that is
+    // all they are (with FFold: every unit that reads as one of them).
     uint8_t FFirstStop[256] = {};
     Char FFirstFew[3] = {};
     int FFirstFewCount = 0;
     void BuildRequired();
     void BuildLead();
-    bool Search(size_t Start);
-    size_t ScanFirst(size_t At) const;
+    template <bool Fold> bool Search(size_t Start);
+    template <bool Fold> size_t ScanFirst(size_t At) const;
+    template <bool Fold> size_t FindRequired(size_t From) const;
+    template <bool Fold> size_t FindBegin(size_t From) const;
     std::vector<int32_t> FFirstIndex;
     std::vector<TFirstSet> FFirstSets;
     // Whether what follows a repeat may match at a character: by the first
@@ -353,9 +379,9 @@ public:
 
     // The slots hold byte offsets into the text's storage (a character is two
     // bytes), or NotSet for a slot that is not set (offset 0 is a real
-    // position). An offset is valid in the text and in its upper-cased copy
-    // alike, so a case-insensitive match needs no translation from the copy
-    // to the text, and the slots of groups not taken stay NotSet. GetMatchPos
+    // position). A case-insensitive search reads the text through the
+    // upper-casing unit for unit, so its offsets are the text's too, and the
+    // slots of groups not taken stay NotSet. GetMatchPos
     // answers -1 and GetMatchLen 0 for such a slot; GetMatch an empty string.
     static constexpr int64_t NotSet = INT64_MIN;
     int64_t SlotStart(int AMatch) const { return FStarts[AMatch]; }
@@ -376,7 +402,6 @@ private:
     std::vector<int64_t> FStarts;
     std::vector<int64_t> FEnds;
     std::unique_ptr<TCompiledRE> FCompiledRE;
-    uint64_t FTextVersion = 1;  // bumped whenever FText changes
     int64_t FStepBudget = AutoStepBudget;
 };
 

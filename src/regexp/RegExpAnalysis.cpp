@@ -3,6 +3,7 @@
 // matcher skip tries, alternatives and repeat lengths that would fail at once.
 #include <algorithm>
 #include <climits>
+#include <vector>
 
 #include "regexp/IDERegExpComp.h"
 #include "regexp/RegExpProgram.h"
@@ -205,9 +206,19 @@ void TCompiledRE::BuildRequired() {
     TWidthWalk walk;
     size_t min = 0, max = 0;
     if (walk.Walk(Operand(top), end, min, max, true, 0) != TWidthWalk::weReached) return;
-    auto rarity = [](const TWidthWalk::TLiteral& l) {
+    // Read through the upper-casing, a unit of the literal stands for every
+    // unit of the text that upper-cases to it: as common as the commonest.
+    auto common = [this](Char c) {
+        if (!FFold) return rescan::Commonness(c);
+        Char units[4];
+        const int n = FoldPreimages(c, units, 4);
+        int most = 0;
+        for (int k = 0; k < n && k < 4; ++k) most = std::max(most, rescan::Commonness(units[k]));
+        return most;
+    };
+    auto rarity = [&common](const TWidthWalk::TLiteral& l) {
         int best = 1000;
-        for (size_t i = 0; i < l.Len; ++i) best = std::min(best, rescan::Commonness(l.Text[i]));
+        for (size_t i = 0; i < l.Len; ++i) best = std::min(best, common(l.Text[i]));
         return best;
     };
     const TWidthWalk::TLiteral* pick = nullptr;
@@ -237,22 +248,35 @@ void TCompiledRE::BuildRequired() {
     // The two rarest units, the first by position on a tie.
     size_t p1 = 0;
     for (size_t i = 1; i < pick->Len; ++i)
-        if (rescan::Commonness(pick->Text[i]) < rescan::Commonness(pick->Text[p1])) p1 = i;
+        if (common(pick->Text[i]) < common(pick->Text[p1])) p1 = i;
     size_t p2 = p1;
     for (size_t i = 0; i < pick->Len; ++i)
-        if (i != p1 && (p2 == p1 || rescan::Commonness(pick->Text[i]) < rescan::Commonness(pick->Text[p2]))) p2 = i;
+        if (i != p1 && (p2 == p1 || common(pick->Text[i]) < common(pick->Text[p2]))) p2 = i;
     FRequiredP1 = p1;
     FRequiredP2 = p2;
+    if (FFold) {
+        auto units = [](Char c, Char* out) {
+            const int n = FoldPreimages(c, out, 3);
+            if (n == 0) out[0] = 0;  // no unit reads as it; a 0 never passes the whole check
+            for (int k = std::max(n, 1); k < 3; ++k) out[k] = out[0];
+            return n <= 3;
+        };
+        const bool few1 = units(pick->Text[p1], FRequiredUnits1);
+        const bool few2 = units(pick->Text[p2], FRequiredUnits2);
+        FRequiredFolds = !few1 || !few2;
+    }
 }
 
 // The lead repeat: the program's only alternative starts, after group
-// starts, with a simple repeat.
+// starts, with a simple repeat, or starts with a repeated group of one
+// character an iteration.
 void TCompiledRE::BuildLead() {
     if (!Analysable()) return;
     PCNode top = FNodes;
     PCNode end = NextNode(top);
     if (!end || Kind(end) != tnEND) return;
     PCNode n = Operand(top);
+    if (BuildLeadGroup(n)) return;
     while (n && Kind(n) >= tnOPEN1 && Kind(n) <= tnOPEN9) n = NextNode(n);
     if (!n || (Kind(n) != tnSTAR && Kind(n) != tnPLUS)) return;
     FLead = n;
@@ -261,6 +285,97 @@ void TCompiledRE::BuildLead() {
                      (Kind(after) >= tnCLOSE1 && Kind(after) <= tnCLOSE9)))
         after = NextNode(after);
     FLeadThenRequired = after && Kind(after) == tnEXACTLY && FRequired == Operand(after);
+}
+
+namespace {
+
+// A node that takes exactly one character that is not the terminator.
+bool TakesOneChar(const Char* N) {
+    switch (Kind(N)) {
+    case tnEXACTLY: {
+        const Char* op = Operand(N);
+        return op[0] != 0 && op[1] == 0;
+    }
+    case tnANYOF:
+    case tnANYBUT:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The body of a group from Body up to its close node of kind CloseKind:
+// one such node, or alternatives that are one such node each. Adds the nodes
+// to Takers and gives the close node.
+bool OneCharBody(const Char* Body, int CloseKind, std::vector<const Char*>& Takers, const Char*& Close) {
+    Close = nullptr;
+    if (!Body) return false;
+    if (Kind(Body) != tnBRANCH) {
+        if (!TakesOneChar(Body)) return false;
+        Close = NextNode(Body);
+        Takers.push_back(Body);
+        return Close && Kind(Close) == CloseKind;
+    }
+    const Char* b = Body;
+    for (; b && Kind(b) == tnBRANCH; b = NextNode(b)) {
+        const Char* op = Operand(b);
+        const Char* after = TakesOneChar(op) ? NextNode(op) : nullptr;
+        if (!after || Kind(after) != CloseKind || (Close && after != Close)) return false;
+        Close = after;
+        Takers.push_back(op);
+    }
+    return Close && b == Close;
+}
+
+// A tnBRANCH whose operand is a lone tnNOTHING; gives what follows that.
+const Char* EmptyAlternative(const Char* B, const Char*& Then) {
+    if (!B || Kind(B) != tnBRANCH) return nullptr;
+    const Char* op = Operand(B);
+    if (Kind(op) != tnNOTHING) return nullptr;
+    Then = NextNode(op);
+    return op;
+}
+
+}  // namespace
+
+// The compiler writes a repeated group in one of two forms:
+//   "(x)+": OPENk x CLOSEk, BRANCH(NOTHING back to OPENk), BRANCH(NOTHING) rest
+//   "(x)*": BRANCH(OPENk x CLOSEk NOTHING back to this BRANCH), BRANCH(NOTHING) rest
+bool TCompiledRE::BuildLeadGroup(PCNode First) {
+    if (!First) return false;
+    const bool plus = Kind(First) >= tnOPEN1 && Kind(First) <= tnOPEN9;
+    PCNode open = plus ? First : (Kind(First) == tnBRANCH ? Operand(First) : nullptr);
+    if (!open || Kind(open) < tnOPEN1 || Kind(open) > tnOPEN9) return false;
+    std::vector<PCNode> takers;
+    PCNode close = nullptr;
+    if (!OneCharBody(NextNode(open), Kind(open) - tnOPEN + tnCLOSE, takers, close)) return false;
+    PCNode exit = nullptr;  // the BRANCH that leaves the loop
+    PCNode back = nullptr;
+    if (plus) {
+        PCNode loop = NextNode(close);
+        if (!EmptyAlternative(loop, back) || back != First) return false;
+        exit = NextNode(loop);
+    } else {
+        PCNode nothing = NextNode(close);
+        if (!nothing || Kind(nothing) != tnNOTHING || NextNode(nothing) != First) return false;
+        exit = NextNode(First);
+    }
+    PCNode after = nullptr;
+    if (!EmptyAlternative(exit, after)) return false;
+    FLeadGroup = true;
+    FLeadGroupPlus = plus;
+    FLeadTakers = takers;
+    for (unsigned c = 1; c < 256; ++c)
+        for (PCNode n : takers)
+            if (SimpleTakes(n, static_cast<Char>(c))) {
+                FLeadLow.set(c);
+                break;
+            }
+    while (after && ((Kind(after) >= tnOPEN1 && Kind(after) <= tnOPEN9) ||
+                     (Kind(after) >= tnCLOSE1 && Kind(after) <= tnCLOSE9)))
+        after = NextNode(after);
+    FLeadThenRequired = after && Kind(after) == tnEXACTLY && FRequired == Operand(after);
+    return true;
 }
 
 }  // namespace ide

@@ -32,7 +32,9 @@ bool IsMeta(Char C) {
 
 TCompiledRE::TCompiledRE(TIDERegularExpression* ARE) : FRE(ARE) {
     std::fill(std::begin(FSavedAt), std::end(FSavedAt), NoChoice);
-    FCIPattern = FRE->FOptions.Contains(reCaseInsensitive) ? REUpperCase(FRE->FPattern) : FRE->FPattern;
+    const bool fold = FRE->FOptions.Contains(reCaseInsensitive);
+    FCIPattern = fold ? REUpperCase(FRE->FPattern) : FRE->FPattern;
+    if (fold) FFold = FoldTable();
     int flags = 0;
     PNode top = nullptr;
 
@@ -406,6 +408,42 @@ void TCompiledRE::Analyse(int Flags) {
             if (!wide && set.count() <= 3)
                 for (unsigned c = 1; c < 256; ++c)
                     if (set[c]) FFirstFew[FFirstFewCount++] = static_cast<Char>(c);
+            if (FFold && FFirstFewCount > 0) {
+                // The scan reads the text as it is: look for every unit that
+                // upper-cases to a first character, if they are few.
+                Char units[3];
+                int count = 0;
+                for (int k = 0; k < FFirstFewCount && count <= 3; ++k) {
+                    Char more[4];
+                    const int n = FoldPreimages(FFirstFew[k], more, 4);
+                    for (int m = 0; m < n && m < 4; ++m) {
+                        if (count < 3) units[count] = more[m];
+                        ++count;
+                    }
+                }
+                if (count == 0) {
+                    units[0] = 0;  // no unit of the text reads as one: only the terminator stops the scan
+                    count = 1;
+                }
+                FFirstFewCount = count <= 3 ? count : 0;
+                std::copy(units, units + std::min(count, 3), FFirstFew);
+            }
+        }
+    }
+
+    // The units of the text that read as the first character.
+    if (FBegin != 0) {
+        if (!FFold) {
+            FBeginUnits[0] = FBegin;
+            FBeginUnitCount = 1;
+        } else {
+            const int n = FoldPreimages(FBegin, FBeginUnits, 3);
+            if (n == 0) {
+                FBeginUnits[0] = 0;  // no unit reads as it: nothing can match
+                FBeginUnitCount = 1;
+            } else {
+                FBeginUnitCount = n <= 3 ? n : 0;
+            }
         }
     }
 }

@@ -1,11 +1,13 @@
 // The matcher: walks the program with a backtrack stack on the heap, one try
 // per start position.
 //
-// Positions are indexes into the subject (the text, or its upper-cased copy);
-// the subject's terminator sits at index FLen. A `.` on the terminator
-// succeeds and moves one past it; that position reads as a terminator for the
-// node that follows, and a `.` there has nothing left to step over and fails.
-// No position ever goes further, so every loop in a program ends.
+// Positions are indexes into the text; the text's terminator sits at index
+// FLen. With reCaseInsensitive every unit is read through the upper-casing
+// table (the Fold forms of the loops), unit for unit, so positions are the
+// same either way. A `.` on the terminator succeeds and moves one past it;
+// that position reads as a terminator for the node that follows, and a `.`
+// there has nothing left to step over and fails. No position ever goes
+// further, so every loop in a program ends.
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -20,23 +22,15 @@ using namespace reprog;
 
 using rescan::FindUnitOrEnd;
 
-void TCompiledRE::PrepareSubject() {
+bool TCompiledRE::Match(size_t Start) {
     const String& text = FRE->FText;
-    if (FRE->FOptions.Contains(reCaseInsensitive)) {
-        if (FCITextVersion != FRE->FTextVersion) {
-            FCIText = REUpperCase(text);
-            FCITextVersion = FRE->FTextVersion;
-        }
-        FSubject = FCIText.c_str();
-        FLen = FCIText.size();
-    } else {
-        FSubject = text.c_str();
-        FLen = text.size();
-    }
+    FSubject = text.c_str();
+    FLen = text.size();
+    return FFold ? MatchFrom<true>(Start) : MatchFrom<false>(Start);
 }
 
-bool TCompiledRE::Match(size_t Start) {
-    PrepareSubject();
+template <bool Fold>
+bool TCompiledRE::MatchFrom(size_t Start) {
     FRE->ResetMatches();  // every try leaves the slots as clear as it found them
     FStepsUsed = 0;
     if (Start > FLen) return false;
@@ -54,34 +48,81 @@ bool TCompiledRE::Match(size_t Start) {
 
     // A literal that every match contains: without it, nothing to try.
     if (FOptMatch && FOptMatchLen > 0) {
-        const Char first = FOptMatch[0];
         const size_t len = static_cast<size_t>(FOptMatchLen);
-        size_t at = Start;
-        for (;;) {
-            at = FindUnitOrEnd(s, FLen, at, first);
-            if (s[at] == 0) return false;
-            if (at + len <= FLen && std::memcmp(s + at, FOptMatch, len * sizeof(Char)) == 0) break;
-            ++at;
+        if constexpr (Fold) {
+            Char first[3];
+            const int n = FoldPreimages(FOptMatch[0], first, 3);
+            size_t at = Start;
+            for (;; ++at) {
+                if (n >= 1 && n <= 3) {
+                    at = rescan::FindOneOfOrEnd(s, FLen, at, first, n);
+                    if (s[at] == 0) return false;
+                } else if (s[at] == 0) {
+                    return false;
+                }
+                if (at + len > FLen) continue;
+                size_t k = 0;
+                while (k < len && FFold[s[at + k]] == FOptMatch[k]) ++k;
+                if (k == len) break;
+            }
+        } else {
+            const Char first = FOptMatch[0];
+            size_t at = Start;
+            for (;;) {
+                at = FindUnitOrEnd(s, FLen, at, first);
+                if (s[at] == 0) return false;
+                if (at + len <= FLen && std::memcmp(s + at, FOptMatch, len * sizeof(Char)) == 0) break;
+                ++at;
+            }
         }
     }
 
-    if (FAnchor) return Start == 0 && MatchText(0);
-    if (Analysable()) return Search(Start);
+    if (FAnchor) return Start == 0 && MatchText<Fold>(0);
+    if (Analysable()) return Search<Fold>(Start);
 
     if (FBegin != 0) {
         for (size_t at = Start;; ++at) {
-            at = FindUnitOrEnd(s, FLen, at, FBegin);
+            at = FindBegin<Fold>(at);
             if (s[at] == 0) return false;
-            if (MatchText(at)) return true;
+            if (MatchText<Fold>(at)) return true;
         }
     }
 
     // Every position in order, the terminator included.
     size_t at = Start;
     do {
-        if (MatchText(at)) return true;
+        if (MatchText<Fold>(at)) return true;
     } while (s[at++] != 0);
     return false;
+}
+
+// The first position at or after From where a unit that reads as FBegin or
+// the terminator stands.
+template <bool Fold>
+size_t TCompiledRE::FindBegin(size_t From) const {
+    if (!Fold) return FindUnitOrEnd(FSubject, FLen, From, FBegin);
+    if (FBeginUnitCount > 0) return rescan::FindOneOfOrEnd(FSubject, FLen, From, FBeginUnits, FBeginUnitCount);
+    const Char* s = FSubject;
+    while (s[From] != 0 && FFold[s[From]] != FBegin) ++From;
+    return From;
+}
+
+// The first occurrence of the required literal at or after From, or
+// rescan::NotFound.
+template <bool Fold>
+size_t TCompiledRE::FindRequired(size_t From) const {
+    if (!Fold)
+        return rescan::FindLiteral(FSubject, FLen, From, FRequired, FRequiredLen, FRequiredP1, FRequiredP2);
+    if (!FRequiredFolds)
+        return rescan::FindFoldedLiteral(FSubject, FLen, From, FRequired, FRequiredLen, FRequiredP1, FRequiredP2,
+                                         FRequiredUnits1, FRequiredUnits2, FFold);
+    const Char* s = FSubject;
+    for (size_t i = From; i + FRequiredLen <= FLen; ++i) {
+        size_t k = 0;
+        while (k < FRequiredLen && FFold[s[i + k]] == FRequired[k]) ++k;
+        if (k == FRequiredLen) return i;
+    }
+    return rescan::NotFound;
 }
 
 // The search of a program of fewer than ten groups: tries in the same order
@@ -92,6 +133,7 @@ bool TCompiledRE::Match(size_t Start) {
 // - not inside the run of a lead repeat after a try that failed, as every try
 //   that starts inside the run makes the same repeat end where that try's did
 //   and then tries a subset of the same positions for what follows.
+template <bool Fold>
 bool TCompiledRE::Search(size_t Start) {
     const Char* const s = FSubject;
     size_t at = Start;
@@ -100,10 +142,7 @@ bool TCompiledRE::Search(size_t Start) {
     for (;;) {
         if (FRequired) {
             if (!haveLiteral || literal < at + FRequiredMin) {
-                literal = at + FRequiredMin <= FLen
-                              ? rescan::FindLiteral(s, FLen, at + FRequiredMin, FRequired, FRequiredLen, FRequiredP1,
-                                                    FRequiredP2)
-                              : rescan::NotFound;
+                literal = at + FRequiredMin <= FLen ? FindRequired<Fold>(at + FRequiredMin) : rescan::NotFound;
                 if (literal == rescan::NotFound) return false;
                 haveLiteral = true;
             }
@@ -119,10 +158,9 @@ bool TCompiledRE::Search(size_t Start) {
             // Only a start from which the lead repeat's run reaches the
             // occurrence can use it, and a try at an earlier start inside
             // the run reaches it too: the run's beginning is the start.
-            PCNode op = Operand(FLead);
             size_t from = literal;
-            while (from > at && SimpleTakes(op, s[from - 1])) --from;
-            if (from == literal && Kind(FLead) == tnPLUS) {
+            while (from > at && LeadTakes(Ch<Fold>(from - 1))) --from;
+            if (from == literal && (FLeadGroup ? FLeadGroupPlus : Kind(FLead) == tnPLUS)) {
                 // Nothing before the occurrence to repeat: no start up to it.
                 if (rescan::HasUnit(s, at, literal, 0)) return false;
                 at = literal;
@@ -134,16 +172,20 @@ bool TCompiledRE::Search(size_t Start) {
             }
         }
         if (FBegin != 0) {
-            at = FindUnitOrEnd(s, FLen, at, FBegin);
+            at = FindBegin<Fold>(at);
             if (s[at] == 0) return false;
         } else if (FHasFirstSet) {
-            at = ScanFirst(at);
+            at = ScanFirst<Fold>(at);
             if (s[at] == 0) return false;
         }
         if (FRequired && literal < at + FRequiredMin) continue;  // that occurrence is behind: the next one
         FLeadRun = SIZE_MAX;
-        if (MatchText(at)) return true;
-        if (FLeadRun != SIZE_MAX) at += FLeadRun;  // the run holds no terminator
+        if (MatchText<Fold>(at)) return true;
+        if (FLeadGroup) {
+            while (LeadTakes(Ch<Fold>(at))) ++at;  // the group's run, as the failed try took it
+        } else if (FLeadRun != SIZE_MAX) {
+            at += FLeadRun;  // the run holds no terminator
+        }
         if (s[at] == 0) return false;  // the terminator was the last start
         ++at;
     }
@@ -166,13 +208,22 @@ bool TCompiledRE::SimpleTakes(PCNode Node, Char C) const {
     }
 }
 
+inline bool TCompiledRE::LeadTakes(Char C) const {
+    if (!FLeadGroup) return SimpleTakes(Operand(FLead), C);
+    if (C < 256) return FLeadLow[C];
+    for (PCNode n : FLeadTakers)
+        if (SimpleTakes(n, C)) return true;
+    return false;
+}
+
 // The first position at or after At where a first character of a match or
 // the terminator stands.
+template <bool Fold>
 size_t TCompiledRE::ScanFirst(size_t At) const {
     if (FFirstFewCount > 0) return rescan::FindOneOfOrEnd(FSubject, FLen, At, FFirstFew, FFirstFewCount);
     const Char* s = FSubject;
     for (;; ++At) {
-        const Char c = s[At];
+        const Char c = Fold ? FFold[s[At]] : s[At];
         if (c < 256 ? FFirstStop[c] != 0 : FFirstWide) return At;
     }
 }
@@ -197,6 +248,7 @@ inline TCompiledRE::TFollow TCompiledRE::FollowOf(PCNode Repeat, PCNode Next) co
 //   what a recursive matcher that sets slots on its way back from success,
 //   first set winning, leaves.
 // Slots are clear when a try starts and are left clear when it fails.
+template <bool Fold>
 bool TCompiledRE::MatchText(size_t Start) {
     const Char* const s = FSubject;
     const size_t len = FLen;
@@ -229,33 +281,33 @@ bool TCompiledRE::MatchText(size_t Start) {
                 if (pos != 0) goto fail;
                 break;
             case tnEOL:
-                if (Ch(pos) != 0) goto fail;
+                if (Ch<Fold>(pos) != 0) goto fail;
                 break;
             case tnANY:
                 if (pos > len) goto fail;  // nothing left to step over
                 ++pos;
                 break;
             case tnANYOF: {
-                const Char c = Ch(pos);
+                const Char c = Ch<Fold>(pos);
                 if (c == 0 || !InSet(node, c)) goto fail;
                 ++pos;
                 break;
             }
             case tnANYBUT: {
-                const Char c = Ch(pos);
+                const Char c = Ch<Fold>(pos);
                 if (c == 0 || InSet(node, c)) goto fail;
                 ++pos;
                 break;
             }
             case tnEXACTLY: {
                 PCNode op = Operand(node);
-                if (op[0] != Ch(pos)) goto fail;
+                if (op[0] != Ch<Fold>(pos)) goto fail;
                 if (op[0] == 0) break;  // an empty operand matches a terminator
                 // pos <= len here, and the subject's terminator differs from
                 // every operand character, so the compare stops in time.
                 size_t i = 1;
                 for (; op[i] != 0; ++i)
-                    if (op[i] != s[pos + i]) goto fail;
+                    if (op[i] != (Fold ? FFold[s[pos + i]] : s[pos + i])) goto fail;
                 pos += i;
                 break;
             }
@@ -265,7 +317,7 @@ bool TCompiledRE::MatchText(size_t Start) {
                 if (!next || Kind(next) != tnBRANCH) {
                     next = Operand(node);  // no choice
                 } else {
-                    const Char c = Ch(pos);
+                    const Char c = Ch<Fold>(pos);
                     const TFirstSet* first = FirstSetOf(node);
                     PCNode take = !first || first->Test(c) ? node : NextAlternative(node, c);
                     if (!take) goto fail;
@@ -279,12 +331,12 @@ bool TCompiledRE::MatchText(size_t Start) {
             case tnSTAR:
             case tnPLUS: {
                 const size_t low = pos + (kind == tnPLUS ? 1 : 0);
-                size_t at = MatchSimpleCount(Operand(node), pos);
+                size_t at = MatchSimpleCount<Fold>(Operand(node), pos);
                 if (node == FLead && FLeadRun == SIZE_MAX) FLeadRun = at - pos;
                 if (at < low) goto fail;
                 // The longest length first, then shorter ones down to low.
                 const TFollow follow = FollowOf(node, next);
-                while (!follow.Test(Ch(at))) {
+                while (!follow.Test(Ch<Fold>(at))) {
                     if (at == low) goto fail;
                     --at;
                 }
@@ -335,7 +387,7 @@ bool TCompiledRE::MatchText(size_t Start) {
             if (f.Kind == fkAlternative) {
                 PCNode take = FNodes + f.Node;
                 pos = f.Pos;
-                if (PCNode later = NextAlternative(take, Ch(pos)))
+                if (PCNode later = NextAlternative(take, Ch<Fold>(pos)))
                     f.Node = static_cast<uint32_t>(later - FNodes);
                 else
                     PopChoice();
@@ -351,7 +403,7 @@ bool TCompiledRE::MatchText(size_t Start) {
             const TFollow follow = FollowOf(repeat, next);
             while (at > low) {
                 --at;
-                if (follow.Test(Ch(at))) {
+                if (follow.Test(Ch<Fold>(at))) {
                     found = true;
                     break;
                 }
@@ -415,8 +467,10 @@ TCompiledRE::PCNode TCompiledRE::NextAlternative(PCNode Branch, Char C) const {
 
 // The position after as many repetitions of the simple node from Pos as there
 // are.
+template <bool Fold>
 size_t TCompiledRE::MatchSimpleCount(PCNode Node, size_t Pos) const {
     const Char* s = FSubject;
+    auto unit = [&](size_t p) { return Fold ? FFold[s[p]] : s[p]; };
     size_t p = Pos;
     switch (Kind(Node)) {
     case tnANY:
@@ -424,7 +478,7 @@ size_t TCompiledRE::MatchSimpleCount(PCNode Node, size_t Pos) const {
         break;
     case tnEXACTLY: {
         const Char c = Operand(Node)[0];
-        while (p <= FLen && s[p] == c) ++p;
+        while (p <= FLen && unit(p) == c) ++p;
         break;
     }
     case tnANYOF:
@@ -437,12 +491,12 @@ size_t TCompiledRE::MatchSimpleCount(PCNode Node, size_t Pos) const {
             // Members all below 256: one bitmap test a character.
             const std::bitset<256>& low = FSetMaps[static_cast<size_t>(index)].Low;
             if (want) {
-                for (Char c; (c = s[p]) != 0 && c < 256 && low[c]; ++p) {}
+                for (Char c; (c = unit(p)) != 0 && c < 256 && low[c]; ++p) {}
             } else {
-                for (Char c; (c = s[p]) != 0 && (c >= 256 || !low[c]); ++p) {}
+                for (Char c; (c = unit(p)) != 0 && (c >= 256 || !low[c]); ++p) {}
             }
         } else {
-            for (Char c; (c = s[p]) != 0 && InSet(Node, c) == want; ++p) {}
+            for (Char c; (c = unit(p)) != 0 && InSet(Node, c) == want; ++p) {}
         }
         break;
     }

@@ -63,6 +63,13 @@ inline size_t StrLen(const Char* S) {
 inline constexpr int FirstWalkBudget = 4096;
 bool FirstChars(const Char* N, int Depth, int& Budget, std::bitset<256>& Set, bool& Wide);
 
+// The engine's upper-casing table (REUpCase) as an array of 65536 units.
+const Char* FoldTable() noexcept;
+// The units that upper-case to Up, Up itself included when it stays as it
+// is: the first Max of them in Out, and their number as the result (which
+// may be more than Max).
+int FoldPreimages(Char Up, Char* Out, int Max);
+
 inline const char* KindName(int Kind) {
     static const char* const Names[] = {
         "END",    "BOL",    "EOL",    "ANY",    "ANYOF",  "ANYBUT", "BRANCH", "EXACTLY", "NOTHING", "STAR",   "PLUS",

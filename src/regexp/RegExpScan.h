@@ -111,6 +111,49 @@ inline size_t FindLiteral(const Char* S, size_t Len, size_t From, const Char* Li
     return NotFound;
 }
 
+// As FindLiteral, for text read through the table Fold (the unit S[i] reads
+// as Fold[S[i]]) and a literal in the table's image: the units at P1 and P2
+// are looked for as any of Units1[0..3) and Units2[0..3) (repeat one to fill),
+// and the whole literal is then checked through Fold.
+inline size_t FindFoldedLiteral(const Char* S, size_t Len, size_t From, const Char* Lit, size_t LitLen, size_t P1,
+                                size_t P2, const Char* Units1, const Char* Units2, const Char* Fold) {
+    if (LitLen == 0 || From > Len || Len - From < LitLen) return NotFound;
+    const size_t last = Len - LitLen;
+    auto whole = [&](size_t at) {
+        for (size_t k = 0; k < LitLen; ++k)
+            if (Fold[S[at + k]] != Lit[k]) return false;
+        return true;
+    };
+    size_t i = From;
+#if defined(__SSE2__)
+    const __m128i a1 = _mm_set1_epi16(static_cast<short>(Units1[0]));
+    const __m128i b1 = _mm_set1_epi16(static_cast<short>(Units1[1]));
+    const __m128i c1 = _mm_set1_epi16(static_cast<short>(Units1[2]));
+    const __m128i a2 = _mm_set1_epi16(static_cast<short>(Units2[0]));
+    const __m128i b2 = _mm_set1_epi16(static_cast<short>(Units2[1]));
+    const __m128i c2 = _mm_set1_epi16(static_cast<short>(Units2[2]));
+    while (i + 8 <= last + 1) {
+        const __m128i v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(S + i + P1));
+        const __m128i v2 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(S + i + P2));
+        const __m128i h1 = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v1, a1), _mm_cmpeq_epi16(v1, b1)),
+                                        _mm_cmpeq_epi16(v1, c1));
+        const __m128i h2 = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v2, a2), _mm_cmpeq_epi16(v2, b2)),
+                                        _mm_cmpeq_epi16(v2, c2));
+        unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(h1, h2)));
+        while (mask != 0) {
+            const size_t at = i + static_cast<size_t>(__builtin_ctz(mask)) / 2;
+            if (whole(at)) return at;
+            mask &= mask - 1;
+            mask &= mask - 1;  // both bytes of the unit
+        }
+        i += 8;
+    }
+#endif
+    for (; i <= last; ++i)
+        if (Fold[S[i + P1]] == Lit[P1] && Fold[S[i + P2]] == Lit[P2] && whole(i)) return i;
+    return NotFound;
+}
+
 // How common a unit is in source code and prose, roughly, from 0 (rare) to
 // 255; used to pick the units a literal is searched by.
 inline int Commonness(Char C) {

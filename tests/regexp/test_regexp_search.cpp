@@ -57,8 +57,10 @@ public:
     String Make(int& Groups) {
         FGroups = 0;
         String p;
-        static const char16_t* const leads[] = {u"[a-c]*", u"[a-c]+", u".*", u".+", u"a*", u"b+", u"[^b]*", u"\\w+"};
-        if (Pick(3) == 0) p += leads[Pick(8)];
+        static const char16_t* const leads[] = {u"[a-c]*", u"[a-c]+", u".*",        u".+",       u"a*",
+                                                u"b+",     u"[^b]*",  u"\\w+",     u"(a|b)+",   u"([ab]|c)*",
+                                                u"(a)+",   u"(c|[^a])*", u"(a|b|\\.)+"};
+        if (Pick(3) == 0) p += leads[Pick(13)];
         p += Alternatives(0);
         Groups = FGroups;
         return p;
@@ -145,6 +147,12 @@ TEST(RegExpSearch, RequiredLiteralAndLeadRepeatCases) {
         {"x+y", "xxxz xxy", 5, 3},
         {"a(b|c)*d$", "abd acbd", 4, 4},
         {"return", "returned; return x", 0, 6},
+        {"(a|e)+d", "aee eaed", 4, 4},                                // a repeated group's run
+        {"(a|e)+d", "d aed", 2, 3},
+        {"(a|e)*d", "xd", 1, 1},
+        {"(a|e)+d", "ea", -1, 0},
+        {"(a|e)+ad", "eeaad", 0, 5},                                  // the literal's unit is in the run
+        {"([a-c]|x)*cd", "abx abcd", 4, 4},
     };
     for (const Case& c : cases) {
         TIDERegularExpression re;
@@ -176,3 +184,63 @@ TEST(RegExpSearch, NoStartPastATerminatorEvenWhenALiteralLiesBeyondIt) {
 }
 
 }  // namespace
+
+// A case-insensitive search reads the text through the upper-casing as it
+// goes: it must find what the upper-cased pattern finds in an upper-cased
+// copy of the text, slot for slot, whichever shortcut it takes (first
+// character, a few first characters, the first-character table, the
+// required literal). The units below include the ones that several units
+// upper-case to: s, S and the long s; i, I and the dotless i; the micro sign
+// and both Greek mus.
+TEST(RegExpSearch, CaseInsensitiveSearchEqualsASearchOfTheUpperCasedText) {
+    static const char16_t folding[] = {u's', u'S', 0x17F, u'i', u'I', 0x131, 0xB5, 0x3BC, 0x39C, 0x436, 0x416};
+    PatternMaker maker(1123);
+    std::mt19937 rng(11);
+    auto fold = [&](String s) {
+        for (Char& c : s)
+            if ((c == u'a' || c == u'c') && rng() % 2 == 0) c = folding[rng() % (sizeof folding / sizeof folding[0])];
+        return s;
+    };
+    int compared = 0, matched = 0;
+    for (int i = 0; i < 3000; ++i) {
+        int groups = 0;
+        const String pattern = fold(maker.Make(groups));
+        const String text = fold(RandomText(rng));
+        const std::string read = Outcome(pattern, text, true, groups);
+        const std::string copied = Outcome(REUpperCase(pattern), REUpperCase(text), false, groups);
+        if (read.rfind("error: ", 0) == 0 && copied.rfind("error: ", 0) == 0) continue;
+        ++compared;
+        if (read.find('|') != std::string::npos) ++matched;
+        ASSERT_EQ(read, copied) << "pattern /" << retest::S(pattern) << "/ on \"" << retest::S(text) << "\"";
+    }
+    EXPECT_GT(compared, 2000);
+    EXPECT_GT(matched, 1000);
+}
+
+TEST(RegExpSearch, CaseInsensitiveUnitsThatUpperCaseAlike) {
+    struct Case {
+        const char16_t* pattern;
+        const char16_t* text;
+        int pos;  // -1: no match
+        int len;
+    };
+    const Case cases[] = {
+        {u"sx", u"ax \x017Fx", 3, 2},          // first character S: s, S and the long s
+        {u"[is]x", u"ax \x0131x", 3, 2},       // six units start a match: the table, read through
+        {u"[a-z]*\x00B5n", u"ab\x03BCN", 0, 4}, // a required literal whose unit has three readers
+        {u"(x|y)ing", u"yING xInG", 0, 4},
+        {u"\x0436+", u"a\x0416\x0436\x0416" u"b", 1, 3},
+        {u"b[a-z]*n", u"AB Bean", 3, 4},
+    };
+    for (const Case& c : cases) {
+        TIDERegularExpression re;
+        re.SetOptions(TREOptions{reCaseInsensitive});
+        re.SetPattern(c.pattern);
+        const bool found = re.Match(c.text);
+        EXPECT_EQ(found, c.pos >= 0) << retest::S(c.pattern);
+        if (found && c.pos >= 0) {
+            EXPECT_EQ(re.GetMatchPos(0), c.pos) << retest::S(c.pattern);
+            EXPECT_EQ(re.GetMatchLen(0), c.len) << retest::S(c.pattern);
+        }
+    }
+}
