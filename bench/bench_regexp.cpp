@@ -5,8 +5,7 @@
 //
 // Every engine does the same per iteration: compile the pattern, then search
 // from offset 0, and after each match go on from its end (one further for an
-// empty match), counting matches. Ours compiles on demand after UnCompile,
-// so a case-insensitive run includes making its upper-cased copy of the text;
+// empty match), counting matches. Ours compiles on demand after UnCompile;
 // the text itself is set once (MatchFrom searches it from an offset).
 //
 // std::regex has no char16_t traits in libstdc++ and is slow: it runs on a
