@@ -182,6 +182,7 @@ private:
     Char FBegin = 0;             // if not 0, every match starts with it
     Char FBeginUnits[3] = {};    // the text units that read as FBegin
     int FBeginUnitCount = 0;     // 0: more than three
+    Char FBeginCasePair = 0;     // the lower case when those are an ASCII letter's two cases
     bool FAnchor = false;        // can only match at the start
     PCNode FOptMatch = nullptr;  // a literal every match contains
     int FOptMatchLen = 0;

@@ -444,6 +444,11 @@ void TCompiledRE::Analyse(int Flags) {
             } else {
                 FBeginUnitCount = n <= 3 ? n : 0;
             }
+            const Char lower = static_cast<Char>(FBegin | 0x20);
+            if (FBeginUnitCount == 2 && lower >= 'a' && lower <= 'z' &&
+                ((FBeginUnits[0] | 0x20) == lower) && ((FBeginUnits[1] | 0x20) == lower) &&
+                FBeginUnits[0] != FBeginUnits[1])
+                FBeginCasePair = lower;
         }
     }
 }

@@ -101,6 +101,7 @@ bool TCompiledRE::MatchFrom(size_t Start) {
 template <bool Fold>
 size_t TCompiledRE::FindBegin(size_t From) const {
     if (!Fold) return FindUnitOrEnd(FSubject, FLen, From, FBegin);
+    if (FBeginCasePair != 0) return rescan::FindCasePairOrEnd(FSubject, FLen, From, FBeginCasePair);
     if (FBeginUnitCount > 0) return rescan::FindOneOfOrEnd(FSubject, FLen, From, FBeginUnits, FBeginUnitCount);
     const Char* s = FSubject;
     while (s[From] != 0 && FFold[s[From]] != FBegin) ++From;
@@ -139,8 +140,11 @@ bool TCompiledRE::Search(size_t Start) {
     size_t at = Start;
     size_t literal = 0;  // the next occurrence of the required literal
     bool haveLiteral = false;
+    // A literal with no bound on its distance can't move the start: it is
+    // looked for after the scan for a first character, once per start.
+    const bool literalFirst = FRequiredMax != SIZE_MAX || FLeadThenRequired;
     for (;;) {
-        if (FRequired) {
+        if (FRequired && literalFirst) {
             if (!haveLiteral || literal < at + FRequiredMin) {
                 literal = at + FRequiredMin <= FLen ? FindRequired<Fold>(at + FRequiredMin) : rescan::NotFound;
                 if (literal == rescan::NotFound) return false;
@@ -178,7 +182,12 @@ bool TCompiledRE::Search(size_t Start) {
             at = ScanFirst<Fold>(at);
             if (s[at] == 0) return false;
         }
-        if (FRequired && literal < at + FRequiredMin) continue;  // that occurrence is behind: the next one
+        if (FRequired && (!haveLiteral || literal < at + FRequiredMin)) {
+            if (literalFirst) continue;  // that occurrence is behind: the next one
+            literal = at + FRequiredMin <= FLen ? FindRequired<Fold>(at + FRequiredMin) : rescan::NotFound;
+            if (literal == rescan::NotFound) return false;
+            haveLiteral = true;
+        }
         FLeadRun = SIZE_MAX;
         if (MatchText<Fold>(at)) return true;
         if (FLeadGroup) {

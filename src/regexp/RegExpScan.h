@@ -50,6 +50,27 @@ inline bool HasUnit(const Char* S, size_t From, size_t To, Char C) {
     return false;
 }
 
+// The index of the first unit at or after From that is the ASCII lower-case
+// letter Lower, its upper case, or 0: a unit ORed with 0x20 is Lower for
+// those two only.
+inline size_t FindCasePairOrEnd(const Char* S, size_t Len, size_t From, Char Lower) {
+    size_t i = From;
+#if defined(__SSE2__)
+    const __m128i want = _mm_set1_epi16(static_cast<short>(Lower));
+    const __m128i bit = _mm_set1_epi16(0x20);
+    const __m128i zero = _mm_setzero_si128();
+    while (i + 8 <= Len + 1) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(S + i));
+        const __m128i hit = _mm_or_si128(_mm_cmpeq_epi16(_mm_or_si128(v, bit), want), _mm_cmpeq_epi16(v, zero));
+        const int mask = _mm_movemask_epi8(hit);
+        if (mask != 0) return i + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(mask))) / 2;
+        i += 8;
+    }
+#endif
+    while (S[i] != 0 && (S[i] | 0x20) != Lower) ++i;
+    return i;
+}
+
 // The index of the first unit at or after From that is one of Set[0..Count)
 // (Count 1 to 3) or 0.
 inline size_t FindOneOfOrEnd(const Char* S, size_t Len, size_t From, const Char* Set, int Count) {
@@ -129,6 +150,21 @@ inline size_t FindFoldedLiteral(const Char* S, size_t Len, size_t From, const Ch
     const __m128i a1 = _mm_set1_epi16(static_cast<short>(Units1[0]));
     const __m128i b1 = _mm_set1_epi16(static_cast<short>(Units1[1]));
     const __m128i c1 = _mm_set1_epi16(static_cast<short>(Units1[2]));
+    if (P1 == P2) {
+        // One unit to look for: one set of compares.
+        while (i + 8 <= last + 1) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(S + i + P1));
+            unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(
+                _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, a1), _mm_cmpeq_epi16(v, b1)), _mm_cmpeq_epi16(v, c1))));
+            while (mask != 0) {
+                const size_t at = i + static_cast<size_t>(__builtin_ctz(mask)) / 2;
+                if (whole(at)) return at;
+                mask &= mask - 1;
+                mask &= mask - 1;
+            }
+            i += 8;
+        }
+    }
     const __m128i a2 = _mm_set1_epi16(static_cast<short>(Units2[0]));
     const __m128i b2 = _mm_set1_epi16(static_cast<short>(Units2[1]));
     const __m128i c2 = _mm_set1_epi16(static_cast<short>(Units2[2]));
