@@ -98,7 +98,14 @@ void EncodeUtf8Keeping(std::u16string_view t, std::string& out) {
     for (size_t i = 0; i < t.size(); ++i) {
         uint32_t cp = t[i];
         if (cp < 0x80) {
-            out.push_back(static_cast<char>(cp));
+            // A run of ASCII goes out in one piece.
+            size_t j = i + 1;
+            while (j < t.size() && t[j] < 0x80) ++j;
+            const size_t at = out.size();
+            out.resize(at + (j - i));
+            char* dst = out.data() + at;
+            for (size_t k = i; k < j; ++k) *dst++ = static_cast<char>(t[k]);
+            i = j - 1;
             continue;
         }
         if (cp >= 0xD800 && cp <= 0xDBFF && i + 1 < t.size() && t[i + 1] >= 0xDC00 && t[i + 1] <= 0xDFFF) {
