@@ -12,6 +12,7 @@ namespace {
 constexpr size_t kPage = 4096;
 // Chunks of this size or more are mapped pre-faulted.
 constexpr size_t kPopulateFrom = size_t(1) << 20;
+constexpr size_t kHugePage = size_t(2) << 20;
 constexpr size_t kMaxGrowthRecords = size_t(1) << 20;
 
 }  // namespace
@@ -28,13 +29,30 @@ void TNodeAllocator::SetRecordSize(size_t Size) {
 void TNodeAllocator::NewChunk(size_t MinRecords) {
     size_t records = MinRecords > FNextChunkRecords ? MinRecords : FNextChunkRecords;
     size_t bytes = (records * FRecordSize + kPage - 1) & ~(kPage - 1);
-    int flags = MAP_PRIVATE | MAP_ANONYMOUS;
-    if (bytes >= kPopulateFrom) flags |= MAP_POPULATE;
-    void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, flags, -1, 0);
-    if (p == MAP_FAILED) throw std::bad_alloc();
-    FChunks.push_back({static_cast<uint8_t*>(p), bytes});
+    uint8_t* base;
+    if (bytes >= kHugePage) {
+        // Large chunks start on a huge-page boundary and ask for huge pages:
+        // faulting a gigabyte in 4 KiB pages costs more than writing it.
+        bytes = (bytes + kHugePage - 1) & ~(kHugePage - 1);
+        void* p = mmap(nullptr, bytes + kHugePage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (p == MAP_FAILED) throw std::bad_alloc();
+        auto* raw = static_cast<uint8_t*>(p);
+        base = reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(raw) + kHugePage - 1) & ~(kHugePage - 1));
+        if (base > raw) munmap(raw, size_t(base - raw));
+        if (uint8_t* tail = base + bytes; tail < raw + bytes + kHugePage) munmap(tail, size_t(raw + bytes + kHugePage - tail));
+        madvise(base, bytes, MADV_HUGEPAGE);
+        // Pre-fault; where the system can't, pages fault in as they are written.
+        (void)madvise(base, bytes, MADV_POPULATE_WRITE);
+    } else {
+        int flags = MAP_PRIVATE | MAP_ANONYMOUS;
+        if (bytes >= kPopulateFrom) flags |= MAP_POPULATE;
+        void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, flags, -1, 0);
+        if (p == MAP_FAILED) throw std::bad_alloc();
+        base = static_cast<uint8_t*>(p);
+    }
+    FChunks.push_back({base, bytes});
     FReservedBytes += bytes;
-    FCursor = static_cast<uint8_t*>(p);
+    FCursor = base;
     FEnd = FCursor + (bytes / FRecordSize) * FRecordSize;
     if (FNextChunkRecords < kMaxGrowthRecords) FNextChunkRecords *= 2;
 }

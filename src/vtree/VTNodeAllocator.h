@@ -10,7 +10,9 @@
 // partially keeps its chunks for reuse.
 //
 // Large chunks are mapped pre-faulted: first-touch page faults otherwise
-// dominate the cost of making millions of nodes.
+// dominate the cost of making millions of nodes. Chunks of 2 MiB or more
+// are aligned to and ask for huge pages, which cuts the faulting of a
+// gigabyte of nodes to a few hundred faults.
 //
 // Thread: one at a time (the tree's owner thread).
 #pragma once
