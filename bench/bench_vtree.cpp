@@ -16,6 +16,7 @@
 // (a full pass over 16M visible nodes, ours only). Counters: bytes per node.
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
+#include <time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,11 +42,31 @@ using namespace ide;
 namespace {
 
 using Clock = std::chrono::steady_clock;
-double Since(Clock::time_point t) { return std::chrono::duration<double>(Clock::now() - t).count(); }
+
+double ProcessCpuSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
+}
 
 struct TResult {
     double Seconds = -1;
+    double CpuSeconds = 0;  // the whole process, worker thread included
     double BytesPerNode = 0;
+};
+
+// Real and processor time of the measured part, divided by Repeats.
+class TStopwatch {
+public:
+    TStopwatch() : FStart(Clock::now()), FCpuStart(ProcessCpuSeconds()) {}
+    void Stop(TResult& R, int Repeats = 1) const {
+        R.Seconds = std::chrono::duration<double>(Clock::now() - FStart).count() / Repeats;
+        R.CpuSeconds = (ProcessCpuSeconds() - FCpuStart) / Repeats;
+    }
+
+private:
+    Clock::time_point FStart;
+    double FCpuStart;
 };
 
 // Runs Body (answering the measured seconds) in a child process.
@@ -84,6 +105,7 @@ void Forked(benchmark::State& State, F Body, bool NeedsApp = true) {
             return;
         }
         State.SetIterationTime(r.Seconds);
+        State.counters["cpu_s"] = r.CpuSeconds;
         if (r.BytesPerNode > 0) State.counters["bytes_per_node"] = r.BytesPerNode;
     }
 }
@@ -126,6 +148,21 @@ std::vector<String> RandomTexts(size_t N) {
     return texts;
 }
 
+// The peer's flat model: one item per text, or Count empty items.
+void FillModel(QStandardItemModel& Model, const std::vector<String>& Texts) {
+    QList<QStandardItem*> items;
+    items.reserve(qsizetype(Texts.size()));
+    for (const auto& t : Texts) items.append(new QStandardItem(ToQString(t)));
+    Model.invisibleRootItem()->appendRows(items);
+}
+
+void FillModel(QStandardItemModel& Model, int Count) {
+    QList<QStandardItem*> items;
+    items.reserve(Count);
+    for (int i = 0; i < Count; ++i) items.append(new QStandardItem);
+    Model.invisibleRootItem()->appendRows(items);
+}
+
 // A string tree whose texts live in a vector indexed by node data.
 struct TTextSource {
     std::vector<String> Texts;
@@ -137,6 +174,14 @@ struct TTextSource {
         T.OnInitNode = [](TBaseVirtualTree* t, PVirtualNode, PVirtualNode n, TVirtualNodeInitStates&) {
             *t->GetNodeData<uint32_t>(n) = n->Index;
         };
+    }
+    // Attaches T, gives it one root node per text, all initialised, and
+    // optionally the option to save captions.
+    void Fill(TCustomVirtualStringTree& T, bool SaveCaptions = false) {
+        Attach(T);
+        if (SaveCaptions) T.SetOptions(T.Options() | toSaveCaptions);
+        T.SetRootNodeCount(uint32_t(Texts.size()));
+        T.ValidateChildren(nullptr, false);
     }
 };
 
@@ -151,10 +196,10 @@ void BM_Build_Ours(benchmark::State& State) {
         tree.OnGetText = [](TBaseVirtualTree*, PVirtualNode node, TColumnIndex, String& s) {
             s = Str("Node " + std::to_string(node->Index));
         };
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.SetRootNodeCount(n);
         (void)tree.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         r.BytesPerNode = double(tree.Allocator().ReservedBytes()) / n;
         return r;
     });
@@ -165,13 +210,13 @@ void BM_Build_Peer(benchmark::State& State) {
     Forked(State, [n] {
         TResult r;
         const double before = RssBytes();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         TLazyModel model(n, false);
         QTreeView view;
         view.resize(800, 600);
         view.setModel(&model);
         (void)view.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         r.BytesPerNode = (RssBytes() - before) / n;
         return r;
     });
@@ -184,11 +229,11 @@ void BM_Add_Ours(benchmark::State& State) {
     Forked(State, [n] {
         TResult r;
         TCustomVirtualStringTree tree;
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.BeginUpdate();
         for (int i = 0; i < n; ++i) tree.AddChild(nullptr);
         tree.EndUpdate();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     }, false);
 }
@@ -198,12 +243,9 @@ void BM_Add_Peer(benchmark::State& State) {
     Forked(State, [n] {
         TResult r;
         QStandardItemModel model;
-        const auto t0 = Clock::now();
-        QList<QStandardItem*> items;
-        items.reserve(n);
-        for (int i = 0; i < n; ++i) items.append(new QStandardItem);
-        model.invisibleRootItem()->appendRows(items);
-        r.Seconds = Since(t0);
+        const TStopwatch watch;
+        FillModel(model, n);
+        watch.Stop(r);
         return r;
     }, false);
 }
@@ -240,10 +282,10 @@ void BM_Expand_Ours(benchmark::State& State) {
         TVirtualStringTree tree;
         SetUpParents(tree);
         (void)tree.grab();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.FullExpand();
         (void)tree.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     });
 }
@@ -257,10 +299,10 @@ void BM_Expand_Peer(benchmark::State& State) {
         view.resize(800, 600);
         view.setModel(&model);
         (void)view.grab();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         view.expandAll();
         (void)view.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     });
 }
@@ -272,10 +314,10 @@ void BM_Collapse_Ours(benchmark::State& State) {
         SetUpParents(tree);
         tree.FullExpand();
         (void)tree.grab();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.FullCollapse();
         (void)tree.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     });
 }
@@ -290,10 +332,10 @@ void BM_Collapse_Peer(benchmark::State& State) {
         view.setModel(&model);
         view.expandAll();
         (void)view.grab();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         view.collapseAll();
         (void)view.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     });
 }
@@ -319,9 +361,9 @@ void HitOurs(benchmark::State& State, bool Variable) {
         const int y = int(tree.RootNode()->TotalHeight - tree.RootNode()->NodeHeight) - 1;
         int top = 0;
         PVirtualNode hit = nullptr;
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         for (int i = 0; i < kHits; ++i) hit = tree.GetNodeAt(0, y - (i & 7), false, top);
-        r.Seconds = Since(t0) / kHits;
+        watch.Stop(r, kHits);
         benchmark::DoNotOptimize(hit);
         if (!tree.InState(tsUseCache) || !hit) r.Seconds = -1;
         return r;
@@ -341,10 +383,10 @@ void HitPeer(benchmark::State& State, bool Variable) {
         (void)view.grab();
         const int y = view.viewport()->height() - 3;
         QModelIndex hit;
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         const int hits = Variable ? 200 : kHits;
         for (int i = 0; i < hits; ++i) hit = view.indexAt(QPoint(5, y - (i & 7)));
-        r.Seconds = Since(t0) / hits;
+        watch.Stop(r, hits);
         if (!hit.isValid()) r.Seconds = -1;
         return r;
     });
@@ -363,9 +405,9 @@ void BM_Clear_Ours(benchmark::State& State) {
         TResult r;
         TBaseVirtualTree tree;
         tree.SetRootNodeCount(n);
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.Clear();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     }, false);
 }
@@ -375,12 +417,10 @@ void BM_Clear_Peer(benchmark::State& State) {
     Forked(State, [n] {
         TResult r;
         QStandardItemModel model;
-        QList<QStandardItem*> items;
-        for (int i = 0; i < n; ++i) items.append(new QStandardItem);
-        model.invisibleRootItem()->appendRows(items);
-        const auto t0 = Clock::now();
+        FillModel(model, n);
+        const TStopwatch watch;
         model.clear();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     }, false);
 }
@@ -393,15 +433,13 @@ void BM_Sort_Ours(benchmark::State& State) {
         TResult r;
         TTextSource source{RandomTexts(n)};
         TCustomVirtualStringTree tree;
-        source.Attach(tree);
-        tree.SetRootNodeCount(n);
-        tree.ValidateChildren(nullptr, false);
+        source.Fill(tree);
         tree.OnCompareNodes = [&](TBaseVirtualTree* t, PVirtualNode a, PVirtualNode b, TColumnIndex, int& res) {
             res = source.Texts[*t->GetNodeData<uint32_t>(a)].compare(source.Texts[*t->GetNodeData<uint32_t>(b)]);
         };
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.Sort(nullptr, 0, sdAscending, false);
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     }, false);
 }
@@ -412,12 +450,10 @@ void BM_Sort_Peer(benchmark::State& State) {
         TResult r;
         const auto texts = RandomTexts(size_t(n));
         QStandardItemModel model;
-        QList<QStandardItem*> items;
-        for (const auto& t : texts) items.append(new QStandardItem(ToQString(t)));
-        model.invisibleRootItem()->appendRows(items);
-        const auto t0 = Clock::now();
+        FillModel(model, texts);
+        const TStopwatch watch;
         model.sort(0);
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     }, false);
 }
@@ -438,10 +474,10 @@ void BM_Search_Ours(benchmark::State& State) {
         tree.SetSearchOption(isAll);
         tree.SetSearchStart(ssFocusedNode);
         (void)tree.grab();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         for (char c : std::string("zzzzT")) tree.HandleIncrementalSearch(uint8_t(c));
         (void)tree.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         if (!tree.FocusedNode() || tree.FocusedNode()->Index != target) r.Seconds = -1;
         return r;
     });
@@ -455,17 +491,15 @@ void BM_Search_Peer(benchmark::State& State) {
         const int target = n - n / 100;
         texts[size_t(target)] = u"zzzzTarget";
         QStandardItemModel model;
-        QList<QStandardItem*> items;
-        for (const auto& t : texts) items.append(new QStandardItem(ToQString(t)));
-        model.invisibleRootItem()->appendRows(items);
+        FillModel(model, texts);
         QTreeView view;
         view.resize(800, 600);
         view.setModel(&model);
         (void)view.grab();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         view.keyboardSearch("zzzzT");
         (void)view.grab();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         if (view.currentIndex().row() != target) r.Seconds = -1;
         return r;
     });
@@ -479,14 +513,11 @@ void BM_StreamSave_Ours(benchmark::State& State) {
         TResult r;
         TTextSource source{RandomTexts(n)};
         TCustomVirtualStringTree tree;
-        source.Attach(tree);
-        tree.SetOptions(tree.Options() | toSaveCaptions);
-        tree.SetRootNodeCount(n);
-        tree.ValidateChildren(nullptr, false);
+        source.Fill(tree, true);
         TMemoryStream stream;
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.SaveToStream(stream);
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         r.BytesPerNode = double(stream.GetSize()) / n;
         return r;
     }, false);
@@ -506,15 +537,13 @@ void BM_StreamSave_Peer(benchmark::State& State) {
         TResult r;
         const auto texts = RandomTexts(size_t(n));
         QStandardItemModel model;
-        QList<QStandardItem*> items;
-        for (const auto& t : texts) items.append(new QStandardItem(ToQString(t)));
-        model.invisibleRootItem()->appendRows(items);
+        FillModel(model, texts);
         QByteArray bytes;
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         QDataStream out(&bytes, QIODevice::WriteOnly);
         out << qint32(n);
         for (int i = 0; i < n; ++i) out << *model.item(i);
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         r.BytesPerNode = double(bytes.size()) / n;
         return r;
     }, false);
@@ -528,10 +557,7 @@ void BM_StreamLoad_Ours(benchmark::State& State) {
         {
             TTextSource source{RandomTexts(n)};
             TCustomVirtualStringTree tree;
-            source.Attach(tree);
-            tree.SetOptions(tree.Options() | toSaveCaptions);
-            tree.SetRootNodeCount(n);
-            tree.ValidateChildren(nullptr, false);
+            source.Fill(tree, true);
             tree.SaveToStream(stream);
         }
         std::vector<String> texts(n);
@@ -540,9 +566,9 @@ void BM_StreamLoad_Ours(benchmark::State& State) {
             texts[node->Index] = s;
         };
         stream.SetPosition(0);
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.LoadFromStream(stream);
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         if (tree.RootNodeCount() != n || texts[n - 1].empty()) r.Seconds = -1;
         return r;
     }, false);
@@ -554,7 +580,7 @@ void BM_StreamLoad_Peer(benchmark::State& State) {
         TResult r;
         const QByteArray bytes = PeerBytes(RandomTexts(size_t(n)));
         QStandardItemModel model;
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         QDataStream in(bytes);
         qint32 count = 0;
         in >> count;
@@ -566,7 +592,7 @@ void BM_StreamLoad_Peer(benchmark::State& State) {
             items.append(item);
         }
         model.invisibleRootItem()->appendRows(items);
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         return r;
     }, false);
 }
@@ -581,28 +607,27 @@ void BM_Validation_Ours(benchmark::State& State) {
         tree.SetRootNodeCount(n);
         tree.WaitForValidation();
         tree.InvalidateCache();
-        const auto t0 = Clock::now();
+        const TStopwatch watch;
         tree.ValidateCache();
         tree.WaitForValidation();
-        r.Seconds = Since(t0);
+        watch.Stop(r);
         r.BytesPerNode = double(tree.Allocator().ReservedBytes()) / n;
         if (!tree.InState(tsUseCache)) r.Seconds = -1;
         return r;
     }, false);
 }
 
-#define IDE_VT_BENCH(Group, Ours, Peer, PeerName, ...)                                                        \
-    BENCHMARK(Ours)->Name(#Group "/ideVirtualTree")->__VA_ARGS__->Iterations(1)->UseManualTime()->Unit(     \
-        benchmark::kMillisecond);                                                                           \
-    BENCHMARK(Peer)->Name(#Group "/" PeerName)->__VA_ARGS__->Iterations(1)->UseManualTime()->Unit(          \
-        benchmark::kMillisecond);
+#define IDE_VT_BENCH_IN(Unit_, Group, Ours, Peer, PeerName, ...)                                             \
+    BENCHMARK(Ours)->Name(#Group "/ideVirtualTree")->__VA_ARGS__->Iterations(1)->UseManualTime()->Unit(Unit_); \
+    BENCHMARK(Peer)->Name(#Group "/" PeerName)->__VA_ARGS__->Iterations(1)->UseManualTime()->Unit(Unit_);
+#define IDE_VT_BENCH(...) IDE_VT_BENCH_IN(benchmark::kMillisecond, __VA_ARGS__)
 
 IDE_VT_BENCH(Build, BM_Build_Ours, BM_Build_Peer, "QTreeViewLazy", Arg(1000000)->Arg(16000000))
 IDE_VT_BENCH(Add, BM_Add_Ours, BM_Add_Peer, "QStandardItemModel", Arg(1000000))
 IDE_VT_BENCH(Expand, BM_Expand_Ours, BM_Expand_Peer, "QTreeView", Args({1000, 1000}))
 IDE_VT_BENCH(Collapse, BM_Collapse_Ours, BM_Collapse_Peer, "QTreeView", Args({1000, 1000}))
-IDE_VT_BENCH(HitTest, BM_HitTest_Ours, BM_HitTest_Peer, "QTreeViewLazy", Arg(16000000))
-IDE_VT_BENCH(HitTestVariable, BM_HitTestVariable_Ours, BM_HitTestVariable_Peer, "QTreeViewLazy", Arg(16000000))
+IDE_VT_BENCH_IN(benchmark::kNanosecond, HitTest, BM_HitTest_Ours, BM_HitTest_Peer, "QTreeViewLazy", Arg(16000000))
+IDE_VT_BENCH_IN(benchmark::kNanosecond, HitTestVariable, BM_HitTestVariable_Ours, BM_HitTestVariable_Peer, "QTreeViewLazy", Arg(16000000))
 IDE_VT_BENCH(Clear, BM_Clear_Ours, BM_Clear_Peer, "QStandardItemModel", Arg(1000000))
 IDE_VT_BENCH(Sort, BM_Sort_Ours, BM_Sort_Peer, "QStandardItemModel", Arg(1000000))
 IDE_VT_BENCH(Search, BM_Search_Ours, BM_Search_Peer, "QTreeView", Arg(1000000))

@@ -43,6 +43,12 @@
 //   nodes too (a saved stream doesn't, as it never did); a move between
 //   trees reports the root to the source tree's OnStructureChange, as the
 //   moved node is gone there.
+// - Besides the cache's entry every CacheThreshold rows, the pass keeps a
+//   fine index of every FineCacheStride-th row, so that a lookup walks a few
+//   rows instead of up to CacheThreshold; when all rows have one height and
+//   follow each other in memory (a flat list made in one go), a row is found
+//   by arithmetic. Both are read under the cache's own rule (tsUseCache) and
+//   ignored while an InsertNode has left the cache as it was.
 // - Client calls that the validation pass needs under toVariableNodeHeight
 //   (initialise and measure a node, update the scroll bars) are handed back
 //   to the owner thread, never run on the worker.
@@ -242,6 +248,10 @@ public:
     void InterruptValidation();
     PVirtualNode FindInPositionCache(uint32_t Position, uint32_t& CurrentPos) const;
     PVirtualNode FindInPositionCache(PVirtualNode Node, uint32_t& CurrentPos) const;
+    // The nearest known row at or above Position (or before Node), through
+    // the cache and its fine index: where a lookup starts walking.
+    PVirtualNode FindNearestCached(uint32_t Position, uint32_t& CurrentPos) const;
+    PVirtualNode FindNearestCached(PVirtualNode Node, uint32_t& CurrentPos) const;
     static int CompareNodePositions(PVirtualNode Node1, PVirtualNode Node2);
     uint32_t CalculateCacheEntryCount() const;
     // Read it only while tsUseCache is set: otherwise the worker may be
@@ -445,6 +455,19 @@ protected:
 
     // Layout.
     std::vector<TCacheEntry> FPositionCache;
+    // One entry every FineCacheStride visible nodes, built by the same pass
+    // and read under the same rule (tsUseCache); complete only when the pass
+    // started at the top and finished (FFineCacheValid). Lookups narrow the
+    // cache's span of CacheThreshold rows with it before they walk.
+    std::vector<TCacheEntry> FFineCache;
+    bool FFineCacheValid = false;
+    // Set by a finished pass whose visible rows all have one height and lie
+    // one record after the other in memory (a flat list made in one go, the
+    // usual million-row case): row k is then FUniformFirst plus k records, at
+    // k times FUniformHeight, and lookups are arithmetic. 0 otherwise.
+    uint32_t FUniformHeight = 0;
+    uint32_t FUniformCount = 0;
+    PVirtualNode FUniformFirst = nullptr;
     uint32_t FStartIndex = 0;
     int FOffsetX = 0, FOffsetY = 0, FEffectiveOffsetX = 0;
     uint32_t FRangeX = 0, FRangeY = 0, FBottomSpace = 0;

@@ -10,41 +10,106 @@
 
 namespace ide {
 
+namespace {
+
+// The number of entries in [First, Last) at or above Position: a binary
+// search by AbsoluteTop.
+size_t EntriesAtOrAbove(const TCacheEntry* First, const TCacheEntry* Last, uint32_t Position) {
+    return size_t(std::upper_bound(First, Last, Position,
+                                   [](uint32_t p, const TCacheEntry& e) { return p < e.AbsoluteTop; }) -
+                  First);
+}
+
+// The number of entries in [First, Last) whose node comes at or before Node
+// in tree order.
+size_t EntriesAtOrBefore(const TCacheEntry* First, const TCacheEntry* Last, PVirtualNode Node) {
+    return size_t(std::upper_bound(First, Last, Node,
+                                   [](PVirtualNode n, const TCacheEntry& e) {
+                                       return TBaseVirtualTree::CompareNodePositions(e.Node, n) > 0;
+                                   }) -
+                  First);
+}
+
+}  // namespace
+
 PVirtualNode TBaseVirtualTree::FindInPositionCache(uint32_t Position, uint32_t& CurrentPos) const {
-    int lo = 0, hi = int(FPositionCache.size()) - 1;
-    while (lo <= hi) {
-        const int mid = (lo + hi) / 2;
-        if (FPositionCache[mid].AbsoluteTop <= Position)
-            lo = mid + 1;
-        else
-            hi = mid - 1;
-    }
-    if (lo == 0) {
+    const size_t n = EntriesAtOrAbove(FPositionCache.data(), FPositionCache.data() + FPositionCache.size(), Position);
+    if (n == 0) {
         CurrentPos = 0;
         return GetFirstVisibleNoInit();
     }
-    CurrentPos = FPositionCache[lo - 1].AbsoluteTop;
-    return FPositionCache[lo - 1].Node;
+    CurrentPos = FPositionCache[n - 1].AbsoluteTop;
+    return FPositionCache[n - 1].Node;
 }
 
 PVirtualNode TBaseVirtualTree::FindInPositionCache(PVirtualNode Node, uint32_t& CurrentPos) const {
     // The closing entry holds the bottom edge of the last row, not a top: it
     // is left out of a search by node.
-    int hi = int(FPositionCache.size()) - 1 - (FCacheClosed ? 1 : 0);
-    int lo = 0;
-    while (lo <= hi) {
-        const int mid = (lo + hi) / 2;
-        if (CompareNodePositions(FPositionCache[mid].Node, Node) <= 0)
-            lo = mid + 1;
-        else
-            hi = mid - 1;
-    }
-    if (lo == 0) {
+    const size_t size = FPositionCache.size() - (FCacheClosed && !FPositionCache.empty() ? 1 : 0);
+    const size_t n = EntriesAtOrBefore(FPositionCache.data(), FPositionCache.data() + size, Node);
+    if (n == 0) {
         CurrentPos = 0;
         return GetFirstVisibleNoInit();
     }
-    CurrentPos = FPositionCache[lo - 1].AbsoluteTop;
-    return FPositionCache[lo - 1].Node;
+    CurrentPos = FPositionCache[n - 1].AbsoluteTop;
+    return FPositionCache[n - 1].Node;
+}
+
+// The fine index narrows the span of cache entry Entry (which is no closing
+// entry) to FineCacheStride rows. Its entries for that span start at the
+// cache entry's own node; the last span runs to the index's end.
+namespace {
+struct TFineSpan {
+    const TCacheEntry* First;
+    const TCacheEntry* Last;
+};
+TFineSpan FineSpan(const std::vector<TCacheEntry>& Fine, size_t Entry, bool LastEntry) {
+    constexpr size_t per = CacheThreshold / FineCacheStride;
+    const size_t lo = std::min(Entry * per, Fine.size());
+    const size_t hi = LastEntry ? Fine.size() : std::min(lo + per, Fine.size());
+    return {Fine.data() + lo, Fine.data() + hi};
+}
+}  // namespace
+
+PVirtualNode TBaseVirtualTree::FindNearestCached(uint32_t Position, uint32_t& CurrentPos) const {
+    if (FUniformHeight != 0 && !FInsertedSinceValidation) {
+        const uint32_t row = Position / FUniformHeight;
+        if (row < FUniformCount) {
+            CurrentPos = row * FUniformHeight;
+            return reinterpret_cast<PVirtualNode>(reinterpret_cast<uint8_t*>(FUniformFirst) +
+                                                  size_t(row) * FAllocator.RecordSize());
+        }
+    }
+    const size_t size = FPositionCache.size();
+    const size_t n = EntriesAtOrAbove(FPositionCache.data(), FPositionCache.data() + size, Position);
+    const bool closing = FCacheClosed && n == size;
+    if (n == 0 || closing || !FFineCacheValid || FInsertedSinceValidation) return FindInPositionCache(Position, CurrentPos);
+    const bool lastEntry = n == size - (FCacheClosed ? 1 : 0);
+    const TFineSpan span = FineSpan(FFineCache, n - 1, lastEntry);
+    const size_t m = EntriesAtOrAbove(span.First, span.Last, Position);
+    if (m == 0) return FindInPositionCache(Position, CurrentPos);
+    CurrentPos = span.First[m - 1].AbsoluteTop;
+    return span.First[m - 1].Node;
+}
+
+PVirtualNode TBaseVirtualTree::FindNearestCached(PVirtualNode Node, uint32_t& CurrentPos) const {
+    if (FUniformHeight != 0 && !FInsertedSinceValidation) {
+        // The uniform rows fill one address range, record by record.
+        const uintptr_t offset = reinterpret_cast<uintptr_t>(Node) - reinterpret_cast<uintptr_t>(FUniformFirst);
+        const size_t record = FAllocator.RecordSize();
+        if (offset % record == 0 && offset / record < FUniformCount) {
+            CurrentPos = static_cast<uint32_t>(offset / record) * FUniformHeight;
+            return Node;
+        }
+    }
+    const size_t size = FPositionCache.size() - (FCacheClosed && !FPositionCache.empty() ? 1 : 0);
+    const size_t n = EntriesAtOrBefore(FPositionCache.data(), FPositionCache.data() + size, Node);
+    if (n == 0 || !FFineCacheValid || FInsertedSinceValidation) return FindInPositionCache(Node, CurrentPos);
+    const TFineSpan span = FineSpan(FFineCache, n - 1, n == size);
+    const size_t m = EntriesAtOrBefore(span.First, span.Last, Node);
+    if (m == 0) return FindInPositionCache(Node, CurrentPos);
+    CurrentPos = span.First[m - 1].AbsoluteTop;
+    return span.First[m - 1].Node;
 }
 
 int TBaseVirtualTree::CompareNodePositions(PVirtualNode Node1, PVirtualNode Node2) {
@@ -88,13 +153,13 @@ PVirtualNode TBaseVirtualTree::GetNodeAt(int /*X*/, int Y, bool Relative, int& N
     uint32_t current = 0;
     PVirtualNode node;
     if (InState(tsUseCache))
-        node = FindInPositionCache(static_cast<uint32_t>(std::min<int64_t>(position, UINT32_MAX)), current);
+        node = FindNearestCached(static_cast<uint32_t>(std::min<int64_t>(position, UINT32_MAX)), current);
     else
         node = GetFirstVisibleNoInit();
     uint64_t cur = current;
     while (node && node != FRoot) {
         if (HasState(node, vsVisible) && uint64_t(position) < cur + node->TotalHeight) {
-            const uint32_t h = GetNodeHeight(node);
+            const uint32_t h = HasOption(toVariableNodeHeight) ? GetNodeHeight(node) : LoadNodeHeight(node);
             if (uint64_t(position) < cur + h || !node->FirstChild || !HasState(node, vsExpanded)) {
                 NodeTop = static_cast<int>(int64_t(cur) + (Relative ? FOffsetY : 0));
                 return node;
@@ -121,7 +186,7 @@ TVTRect TBaseVirtualTree::GetDisplayRect(PVirtualNode Node, TColumnIndex Column,
     uint64_t top = 0;
     if (InState(tsUseCache)) {
         uint32_t t = 0;
-        PVirtualNode run = FindInPositionCache(Node, t);
+        PVirtualNode run = FindNearestCached(Node, t);
         top = t;
         while (run && run != Node) {
             top += GetNodeHeight(run);

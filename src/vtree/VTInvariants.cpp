@@ -109,6 +109,34 @@ std::string CheckTreeInvariants(TBaseVirtualTree& Tree) {
             if (entry + 1 != cache.size()) return "cache has entries beyond the visible nodes";
             if (cache.back().Node != last || cache.back().AbsoluteTop != top) return "closing cache entry";
         }
+        if (Tree.FFineCacheValid) {
+            const auto& fine = Tree.FFineCache;
+            top = index = entry = 0;
+            for (PVirtualNode n = Tree.GetFirstVisibleNoInit(); n; n = Tree.GetNextVisibleNoInit(n)) {
+                if (index % FineCacheStride == 0) {
+                    if (entry >= fine.size()) return Fault("fine index ends early", n, entry, index);
+                    if (fine[entry].Node != n) return Fault("fine index node", n, entry, index);
+                    if (fine[entry].AbsoluteTop != top) return Fault("fine index top", n, fine[entry].AbsoluteTop, top);
+                    ++entry;
+                }
+                top += n->NodeHeight;
+                ++index;
+            }
+            if (entry != fine.size()) return "fine index has entries beyond the visible nodes";
+        }
+        if (Tree.FUniformHeight != 0) {
+            if (!Tree.FFineCacheValid) return "uniform rows without a complete pass";
+            const size_t record = Tree.FAllocator.RecordSize();
+            auto* expected = reinterpret_cast<uint8_t*>(Tree.FUniformFirst);
+            index = 0;
+            for (PVirtualNode n = Tree.GetFirstVisibleNoInit(); n; n = Tree.GetNextVisibleNoInit(n), ++index) {
+                if (reinterpret_cast<uint8_t*>(n) != expected) return Fault("uniform row out of place", n, index, 0);
+                if (n->NodeHeight != Tree.FUniformHeight)
+                    return Fault("uniform row height", n, n->NodeHeight, Tree.FUniformHeight);
+                expected += record;
+            }
+            if (index != Tree.FUniformCount) return Fault("uniform row count", root, Tree.FUniformCount, index);
+        }
     }
     return {};
 }

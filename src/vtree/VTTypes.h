@@ -278,5 +278,10 @@ enum : int {
 // One position cache entry every this many visible nodes; no cache at all up
 // to this many.
 constexpr uint32_t CacheThreshold = 2000;
+// The fine index beside the position cache: one entry every FineCacheStride
+// visible nodes, aligned with the cache's entries (CacheThreshold is a
+// multiple of it), so that a lookup walks at most FineCacheStride - 1 rows.
+constexpr uint32_t FineCacheStride = 16;
+static_assert(CacheThreshold % FineCacheStride == 0);
 
 }  // namespace ide

@@ -270,12 +270,27 @@ bool TBaseVirtualTree::DoValidateCache() {
     FCacheClosed = false;
     if (InState(tsStopValidation)) return false;
     if (FStartIndex == 0) FPositionCache.clear();
+    FFineCacheValid = false;
+    FFineCache.clear();
+    FUniformHeight = 0;
     if (FVisibleCount <= CacheThreshold) return false;
     const uint32_t entryCount = CalculateCacheEntryCount();
     FPositionCache.resize(entryCount);
     if (FStartIndex > entryCount) FStartIndex = entryCount;
+    // The fine index is built only by a pass from the top. Where the cache's
+    // entries run out before the last row (no closing entry), the pass walks
+    // on for the fine index alone, unless that would measure more rows.
+    const bool fine = FStartIndex == 0 || !FPositionCache[FStartIndex - 1].Node;
+    const bool fineTail = fine && !HasOption(toVariableNodeHeight);
+    if (fine) FFineCache.reserve(size_t(FVisibleCount) / FineCacheStride + 1);
     uint32_t index = 0;
     uint64_t top = 0;
+    bool reachedEnd = false;
+    // Whether the rows so far are uniform: one height, consecutive records.
+    bool uniform = fine;
+    uint32_t uniformHeight = 0;
+    PVirtualNode first = nullptr, previous = nullptr;
+    const size_t record = FAllocator.RecordSize();
     PVirtualNode current;
     if (FStartIndex > 0 && FPositionCache[FStartIndex - 1].Node) {
         index = FStartIndex - 1;
@@ -290,8 +305,23 @@ bool TBaseVirtualTree::DoValidateCache() {
                 stopped = true;
                 break;
             }
-            if (count % CacheThreshold == 0) FPositionCache[index++] = {current, static_cast<uint32_t>(top)};
-            top += WorkerNodeHeight(current);
+            if (count % FineCacheStride == 0) {
+                if (count % CacheThreshold == 0 && index < FPositionCache.size())
+                    FPositionCache[index++] = {current, static_cast<uint32_t>(top)};
+                if (fine) FFineCache.push_back({current, static_cast<uint32_t>(top)});
+            }
+            const uint32_t height = WorkerNodeHeight(current);
+            top += height;
+            if (uniform) {
+                if (!previous) {
+                    first = current;
+                    uniformHeight = height;
+                } else if (height != uniformHeight ||
+                           reinterpret_cast<uintptr_t>(current) != reinterpret_cast<uintptr_t>(previous) + record) {
+                    uniform = false;
+                }
+                previous = current;
+            }
             // A served request may have changed the tree: look at the mark
             // before reading a link again.
             if (InState(tsStopValidation)) {
@@ -299,7 +329,8 @@ bool TBaseVirtualTree::DoValidateCache() {
                 break;
             }
             PVirtualNode next = GetNextVisibleNoInit(current);
-            if (!next || index == FPositionCache.size()) break;
+            reachedEnd = !next;
+            if (!next || (index == FPositionCache.size() && !fineTail)) break;
             current = next;
             ++count;
         }
@@ -310,6 +341,12 @@ bool TBaseVirtualTree::DoValidateCache() {
         }
     }
     const bool result = count > 0 && !stopped && !InState(tsStopValidation);
+    FFineCacheValid = result && fine && reachedEnd;
+    if (FFineCacheValid && uniform && uniformHeight > 0 && uint64_t(count) + 1 == FVisibleCount) {
+        FUniformFirst = first;
+        FUniformCount = count + 1;
+        FUniformHeight = uniformHeight;
+    }
     if (result && HasOption(toVariableNodeHeight)) HandBack(hbScrollBars);
     return result;
 }

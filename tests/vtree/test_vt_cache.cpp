@@ -1,6 +1,7 @@
 // The position cache, hit tests, ranges and scrolling, and the shared
 // validation worker (its life, its hand-back, and a stress run against
 // structural changes, which `make test-tsan` runs under ThreadSanitizer).
+#include <algorithm>
 #include <atomic>
 #include <random>
 #include <thread>
@@ -92,6 +93,54 @@ TEST(VTCache, LookupsAgreeWithAWalkAtVariableHeights) {
     int top = 0;
     EXPECT_EQ(t.GetNodeAt(0, -30, true, top), t.GetNodeAt(0, 0, true, top));
     EXPECT_EQ(t.GetNodeAt(0, 0), t.GetTopNode());
+}
+
+// Every lookup by position and by node, against a walk over all rows.
+static void ExpectLookupsAgreeWithAWalk(TBaseVirtualTree& T, uint32_t Step) {
+    ASSERT_TRUE(Consistent(T));
+    std::vector<std::pair<uint32_t, PVirtualNode>> rows;  // top, node
+    uint32_t bottom = 0;
+    for (PVirtualNode n = T.GetFirstVisibleNoInit(); n; n = T.GetNextVisibleNoInit(n)) {
+        rows.push_back({bottom, n});
+        bottom += n->NodeHeight;
+    }
+    const uint32_t total = T.RootNode()->TotalHeight - T.RootNode()->NodeHeight;
+    ASSERT_EQ(total, bottom);
+    for (uint32_t y = 0; y < total + 40; y += Step) {
+        auto it = std::upper_bound(rows.begin(), rows.end(), y, [](uint32_t v, const auto& r) { return v < r.first; });
+        const bool inside = y < bottom && it != rows.begin();
+        const uint32_t wantTop = inside ? std::prev(it)->first : 0;
+        PVirtualNode want = inside ? std::prev(it)->second : nullptr;
+        int top = -1;
+        ASSERT_EQ(T.GetNodeAt(0, int(y), false, top), want) << "y " << y;
+        if (want) {
+            ASSERT_EQ(top, int(wantTop)) << "y " << y;
+            ASSERT_EQ(T.GetDisplayRect(want, -1, false).Top, int(wantTop)) << "y " << y;
+        }
+    }
+}
+
+TEST(VTCache, FlatUniformRowsResolveLikeAWalkAndStopBeingUniformWhenTheyChange) {
+    TTextTree t;
+    t.SetRootNodeCount(6001);  // the cache's entries run out before the last row
+    Validate(t);
+    ASSERT_TRUE(t.InState(tsUseCache));
+    ExpectLookupsAgreeWithAWalk(t, 5);
+    // Rows of one height that no longer follow each other in memory.
+    for (PVirtualNode n = t.GetFirstNoInit(); n; n = n->NextSibling) t.Name(n, std::to_string(n->Index * 7919 % 6001).c_str());
+    t.SortTree(0, sdDescending);
+    Validate(t);
+    ExpectLookupsAgreeWithAWalk(t, 5);
+    // One row of another height, and rows hidden in the middle.
+    t.SetNodeHeight(Child(t, nullptr, 4321), 30);
+    t.SetVisible(Child(t, nullptr, 17), false);
+    Validate(t);
+    ExpectLookupsAgreeWithAWalk(t, 5);
+    // A child list in the middle, made in one go, expanded.
+    t.SetChildCount(Child(t, nullptr, 3000), 2500);
+    t.SetExpanded(Child(t, nullptr, 3000), true);
+    Validate(t);
+    ExpectLookupsAgreeWithAWalk(t, 11);
 }
 
 TEST(VTCache, RangesOffsetsAndScrolling) {
