@@ -107,6 +107,7 @@ void TBaseVirtualTree::WriteNode(TStream& Stream, PVirtualNode Node) {
         PVirtualNode Node;
         int64_t NodeStart, BaseStart;
         PVirtualNode NextChild;
+        bool PatchBase;  // children follow the base body: its size comes last
     };
     std::vector<TFrame> stack;
     auto open = [&](PVirtualNode n) {
@@ -114,23 +115,27 @@ void TBaseVirtualTree::WriteNode(TStream& Stream, PVirtualNode Node) {
             if (!HasState(n, vsInitialized)) InitNode(n);
             if (HasState(n, vsHasChildren) && n->ChildCount == 0) InitChildren(n);
         }
-        TFrame f{n, Stream.GetPosition(), 0, nullptr};
-        WriteChunkHeader(Stream, kNodeChunk, 0);
-        f.BaseStart = Stream.GetPosition();
-        uint8_t b[25];
-        PutU32(b, uint32_t(kBaseChunk));
-        PutU32(b + 4, 0);
-        PutU32(b + 8, n->ChildCount);
-        PutU32(b + 12, n->NodeHeight);
-        PutU16(b + 16, uint16_t(NodeStates(n) & ~kUnsavedStates));
-        b[18] = n->Align;
-        b[19] = n->CheckState;
-        b[20] = n->CheckType;
-        PutU32(b + 21, 0);
-        Stream.WriteBuffer(b, 25);
+        TFrame f{n, Stream.GetPosition(), 0, nullptr, false};
+        f.BaseStart = f.NodeStart + 8;
         // An uninitialised node writes no children, whatever it counts;
         // moves and copies carry the whole skeleton.
         f.NextChild = HasState(n, vsInitialized) || FWritingSkeleton ? n->FirstChild : nullptr;
+        f.PatchBase = f.NextChild != nullptr;
+        // The node chunk's header and the base chunk go out in one write;
+        // without children the base chunk's size is known already.
+        uint8_t b[33];
+        PutU32(b, uint32_t(kNodeChunk));
+        PutU32(b + 4, 0);
+        PutU32(b + 8, uint32_t(kBaseChunk));
+        PutU32(b + 12, f.PatchBase ? 0u : 17u);
+        PutU32(b + 16, n->ChildCount);
+        PutU32(b + 20, n->NodeHeight);
+        PutU16(b + 24, uint16_t(NodeStates(n) & ~kUnsavedStates));
+        b[26] = n->Align;
+        b[27] = n->CheckState;
+        b[28] = n->CheckType;
+        PutU32(b + 29, 0);
+        Stream.WriteBuffer(b, 33);
         stack.push_back(f);
     };
     open(Node);
@@ -142,7 +147,7 @@ void TBaseVirtualTree::WriteNode(TStream& Stream, PVirtualNode Node) {
         }
         const TFrame f = stack.back();
         stack.pop_back();
-        FinishChunkHeader(Stream, f.BaseStart, Stream.GetPosition());
+        if (f.PatchBase) FinishChunkHeader(Stream, f.BaseStart, Stream.GetPosition());
         WriteChunks(Stream, f.Node);
         FinishChunkHeader(Stream, f.NodeStart, Stream.GetPosition());
     }

@@ -53,39 +53,56 @@ void TCustomVirtualStringTree::DoPaintNode(TCanvas& Canvas, PVirtualNode Node, c
 int TCustomVirtualStringTree::DoIncrementalSearch(PVirtualNode Node, const String& Text) {
     if (OnIncrementalSearch) return TBaseVirtualTree::DoIncrementalSearch(Node, Text);
     if (!Node) return 0;
-    const String text = GetText(Node, FFocusedColumn);
-    return text.compare(0, Text.size(), Text) == 0 && text.size() >= Text.size() ? 0 : 1;
+    if (!IsNode(Node)) return Text.empty() ? 0 : 1;
+    if (!HasState(Node, vsInitialized)) InitNode(Node);
+    // A search asks a million nodes for their text: the text goes into a
+    // buffer kept from node to node (taken away while the client fills it,
+    // so that a client that searches from OnGetText gets its own).
+    String text = std::move(FSearchText);
+    text.clear();
+    DoGetText(Node, FFocusedColumn, text);
+    const int result = text.starts_with(Text) ? 0 : 1;
+    FSearchText = std::move(text);
+    return result;
 }
 
 void TCustomVirtualStringTree::WriteChunks(TStream& Stream, PVirtualNode Node) {
     TBaseVirtualTree::WriteChunks(Stream, Node);
     if (!HasOption(toSaveCaptions) || Node == FRoot || !HasState(Node, vsInitialized)) return;
-    const String text = GetText(Node, -1);
-    if (text.empty()) return;
-    std::vector<uint8_t> bytes(8 + 2 * text.size());
-    const uint32_t size = uint32_t(2 * text.size());
-    for (int i = 0; i < 4; ++i) {
-        bytes[i] = uint8_t(uint32_t(kCaptionChunk) >> (8 * i));
-        bytes[4 + i] = uint8_t(size >> (8 * i));
+    String text = std::move(FCaptionText);
+    text.clear();
+    DoGetText(Node, -1, text);
+    if (!text.empty()) {
+        std::vector<uint8_t>& bytes = FCaptionBytes;
+        bytes.resize(8 + 2 * text.size());
+        const uint32_t size = uint32_t(2 * text.size());
+        for (int i = 0; i < 4; ++i) {
+            bytes[i] = uint8_t(uint32_t(kCaptionChunk) >> (8 * i));
+            bytes[4 + i] = uint8_t(size >> (8 * i));
+        }
+        for (size_t i = 0; i < text.size(); ++i) {
+            bytes[8 + 2 * i] = uint8_t(text[i]);
+            bytes[9 + 2 * i] = uint8_t(text[i] >> 8);
+        }
+        Stream.WriteBuffer(bytes.data(), int64_t(bytes.size()));
     }
-    for (size_t i = 0; i < text.size(); ++i) {
-        bytes[8 + 2 * i] = uint8_t(text[i]);
-        bytes[9 + 2 * i] = uint8_t(text[i] >> 8);
-    }
-    Stream.WriteBuffer(bytes.data(), int64_t(bytes.size()));
+    FCaptionText = std::move(text);
 }
 
 bool TCustomVirtualStringTree::ReadChunk(TStream& Stream, int Version, PVirtualNode Node, int ChunkType,
                                          int ChunkSize) {
     if (ChunkType != kCaptionChunk) return TBaseVirtualTree::ReadChunk(Stream, Version, Node, ChunkType, ChunkSize);
-    String text;
+    String text = std::move(FCaptionText);
+    text.clear();
     if (ChunkSize > 0) {
-        std::vector<uint8_t> bytes(static_cast<size_t>(ChunkSize));
+        std::vector<uint8_t>& bytes = FCaptionBytes;
+        bytes.resize(static_cast<size_t>(ChunkSize));
         Stream.ReadBuffer(bytes.data(), ChunkSize);
         text.resize(size_t(ChunkSize) / 2);
         for (size_t i = 0; i < text.size(); ++i) text[i] = Char(bytes[2 * i] | (bytes[2 * i + 1] << 8));
     }
     SetText(Node, -1, text);
+    FCaptionText = std::move(text);
     return true;
 }
 

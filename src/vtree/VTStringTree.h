@@ -14,6 +14,8 @@
 // Thread: UI thread only.
 #pragma once
 
+#include <vector>
+
 #include "vtree/VTBaseTree.h"
 
 namespace ide {
@@ -41,6 +43,12 @@ protected:
     int DoIncrementalSearch(PVirtualNode Node, const String& Text) override;
     void WriteChunks(TStream& Stream, PVirtualNode Node) override;
     bool ReadChunk(TStream& Stream, int Version, PVirtualNode Node, int ChunkType, int ChunkSize) override;
+
+private:
+    // Buffers kept from node to node by the search and the stream, which
+    // visit millions of nodes one text at a time.
+    String FSearchText, FCaptionText;
+    std::vector<uint8_t> FCaptionBytes;
 };
 
 }  // namespace ide
