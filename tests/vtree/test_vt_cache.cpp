@@ -285,6 +285,12 @@ TEST(VTWorker, StressAgainstAddsRemovesAndSorts) {
             case 7: t.SetRootNodeCount(2500 + rng() % 3000); break;
         }
         if (!t.InState(tsValidating | tsUseCache)) t.ValidateCache();
+        // Lookups read the cache (or walk) while the worker may be building it.
+        int top = 0;
+        PVirtualNode hit = t.GetNodeAt(0, int(rng() % 60000), false, top);
+        if (hit) {
+            ASSERT_TRUE(t.FullyVisible(hit));
+        }
         if (round % 50 == 49) {
             for (auto& x : trees) {
                 Validate(x);
