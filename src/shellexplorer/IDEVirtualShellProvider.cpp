@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -118,6 +119,14 @@ bool StatEntry(const std::string& Path, int Flags, unsigned Mask, struct statx& 
     return statx(AT_FDCWD, Path.c_str(), Flags, Mask, &Sx) == 0;
 }
 
+// A name as text: plain ASCII (most names) widens byte by byte, anything
+// else goes through the UTF-8 conversion.
+String NameText(std::string_view Name) {
+    for (char C : Name)
+        if (static_cast<unsigned char>(C) >= 0x80) return Str(Name);
+    return String(Name.begin(), Name.end());
+}
+
 int64_t Nanos(const struct statx_timestamp& T) { return int64_t(T.tv_sec) * 1000000000 + T.tv_nsec; }
 
 std::string ParentOf(const std::string& Path) {
@@ -156,8 +165,17 @@ std::string ReadWholeFile(const std::string& Path) {
 // without a stat (only links and unknown types are looked at).
 class TDirEnum : public TShellEnum {
 public:
-    TDirEnum(int Fd, uint32_t Flags) : FFd(Fd), FFlags(Flags), FBuf(new char[BufSize]) {}
-    ~TDirEnum() override { close(FFd); }
+    // The buffer is mapped by itself: from the heap, a block this large
+    // would make the allocator sweep its free lists on every enumeration.
+    TDirEnum(int Fd, uint32_t Flags) : FFd(Fd), FFlags(Flags) {
+        void* P = mmap(nullptr, BufSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        FBuf = P == MAP_FAILED ? nullptr : static_cast<char*>(P);
+        FDone = !FBuf;
+    }
+    ~TDirEnum() override {
+        if (FBuf) munmap(FBuf, BufSize);
+        close(FFd);
+    }
 
     bool Next(PItemIDList& Item) override {
         for (;;) {
@@ -165,7 +183,7 @@ public:
                 // The end, an error, or a folder that went away under us:
                 // either way the enumeration just stops.
                 if (FDone) return false;
-                long N = syscall(SYS_getdents64, FFd, FBuf.get(), BufSize);
+                long N = syscall(SYS_getdents64, FFd, FBuf, BufSize);
                 if (N <= 0) {
                     FDone = true;
                     return false;
@@ -180,7 +198,7 @@ public:
                 unsigned char d_type;
                 char d_name[1];
             };
-            const auto* E = reinterpret_cast<const TDirent64*>(FBuf.get() + FPos);
+            const auto* E = reinterpret_cast<const TDirent64*>(FBuf + FPos);
             FPos += E->d_reclen;
             const char* N = E->d_name;
             if (N[0] == '.' && (N[1] == 0 || (N[1] == '.' && N[2] == 0))) continue;
@@ -204,7 +222,7 @@ private:
     static constexpr size_t BufSize = 96 * 1024;
     int FFd;
     uint32_t FFlags;
-    std::unique_ptr<char[]> FBuf;
+    char* FBuf = nullptr;
     size_t FPos = 0, FEnd = 0;
     bool FDone = false;
 };
@@ -528,7 +546,7 @@ bool TPosixShellProvider::DoGetDisplayNameOf(PCItemIDList Folder, PCItemIDList I
             Name = It.Name == "/" ? Str("File System") : Str(It.Name);
             return true;
         case ikFileSystem:
-            Name = Str(It.Name);
+            Name = NameText(It.Name);
             return true;
         default:
             return false;
@@ -620,7 +638,8 @@ int TPosixShellProvider::DoCompareIDs(PCItemIDList Folder, int Column, PCItemIDL
 }
 
 bool TPosixShellProvider::DoGetFindData(PCItemIDList Absolute, TFindData& Data) {
-    std::string Path;
+    // One buffer per thread: a first look asks this for every entry.
+    thread_local std::string Path;
     if (!ResolvePath(Absolute, Path)) return false;
     struct statx Sx;
     // Only what the find data holds; a network file system need not
