@@ -26,15 +26,6 @@ IntfRef<IGraphLocation> FirstChild(const IntfRef<IGraphLocation>& Location) {
     return Supports<IGraphLocation>(children->Get(0));
 }
 
-bool SameKey(IHashObject* A, IHashObject* B) {
-    if (SameObject(Retain(A), Retain(B))) return true;
-    auto sa = SupportsPtr<IStringObject>(A);
-    auto sb = SupportsPtr<IStringObject>(B);
-    if (sa && sb) return sa->GetString() == sb->GetString();
-    auto ia = SupportsPtr<IIndexObject>(A);
-    auto ib = SupportsPtr<IIndexObject>(B);
-    return ia && ib && ia->GetIndex() == ib->GetIndex();
-}
 }  // namespace
 
 void TTreeEvent::Dispatch(const IntfRef<IEventListener>& L) {
@@ -126,38 +117,21 @@ void TTreeView2::AddNotify() {
 
 TNodeState* TTreeView2::GetViewState(const IntfRef<IGraphLocation>& Location) {
     if (!Location) return nullptr;
-    IHashObject* key = SupportsPtr<IHashObject>(Location.get());
-    if (!key) return nullptr;
-    auto it = FCache.find(key->GetHashCode());
-    if (it == FCache.end()) return nullptr;
-    for (auto& e : it->second)
-        if (e.Key == key) return e.State.get();
-    for (auto& e : it->second)
-        if (SameKey(e.Key, key)) return e.State.get();
-    return nullptr;
+    return FCache.Find(SupportsPtr<IHashObject>(Location.get()));
 }
 
 void TTreeView2::PutViewState(const IntfRef<IGraphLocation>& Location, IntfRef<TNodeState> State) {
     IHashObject* key = SupportsPtr<IHashObject>(Location.get());
     if (!key) return;
-    auto& bucket = FCache[key->GetHashCode()];
-    for (auto& e : bucket)
-        if (e.Key == key || SameKey(e.Key, key)) {
-            e.State->FInUse = false;
-            FSwept.push_back(e.State);  // the old one may still be linked as a row
-            e.Key = key;
-            e.State = std::move(State);
-            return;
-        }
-    bucket.push_back({key, std::move(State)});
-    ++FCacheCount;
+    if (IntfRef<TNodeState> old = FCache.Put(key, std::move(State))) {
+        old->FInUse = false;
+        FSwept.push_back(std::move(old));  // it may still be linked as a row
+    }
 }
 
 void TTreeView2::ClearCache() {
-    for (auto& [hash, bucket] : FCache)
-        for (auto& e : bucket) FSwept.push_back(e.State);
-    FCache.clear();
-    FCacheCount = 0;
+    FCache.ForEach([](TNodeState* s) { s->FInUse = false; });  // out of the table, out of use
+    FCache.Clear(FSwept);
     FRows.clear();
     FRowBottoms.clear();
     FRowsValid = false;
@@ -178,8 +152,7 @@ bool TTreeView2::ShouldExpandNode(TNodeState* Node) {
 
 void TTreeView2::UpdateViewState() {
     if (!FInitialized || !FModel) return;
-    for (auto& [hash, bucket] : FCache)
-        for (auto& e : bucket) e.State->FInUse = false;
+    FCache.ForEach([](TNodeState* s) { s->FInUse = false; });
     IntfRef<IGraphLocation> root = FModel->GetRoot();
     if (FShowRoot) {
         UpdateViewState2(root, 0);
@@ -238,30 +211,13 @@ void TTreeView2::CleanViewState() {
     unused(FRootNode);
     unused(FFirstNode);
     unused(FLastCalc);
-    bool removed = false;
-    for (auto it = FCache.begin(); it != FCache.end();) {
-        auto& bucket = it->second;
-        for (size_t i = 0; i < bucket.size();) {
-            if (!bucket[i].State->FInUse) {
-                FSwept.push_back(std::move(bucket[i].State));
-                bucket.erase(bucket.begin() + static_cast<ptrdiff_t>(i));
-                --FCacheCount;
-                removed = true;
-            } else {
-                ++i;
-            }
-        }
-        it = bucket.empty() ? FCache.erase(it) : std::next(it);
-    }
-    if (!removed) return;
+    if (!FCache.RemoveIf([](TNodeState* s) { return !s->FInUse; }, FSwept)) return;
     // Survivors must not lead into swept states: cut the links (the swept
     // states themselves live on in FSwept until the next layout relinks).
-    for (auto& [hash, bucket] : FCache)
-        for (auto& e : bucket) {
-            TNodeState* s = e.State.get();
-            if (s->FNextVisible && !s->FNextVisible->FInUse) s->FNextVisible = nullptr;
-            if (s->FPrevVisible && !s->FPrevVisible->FInUse) s->FPrevVisible = nullptr;
-        }
+    FCache.ForEach([](TNodeState* s) {
+        if (s->FNextVisible && !s->FNextVisible->FInUse) s->FNextVisible = nullptr;
+        if (s->FPrevVisible && !s->FPrevVisible->FInUse) s->FPrevVisible = nullptr;
+    });
     FRowsValid = false;
 }
 
@@ -290,7 +246,9 @@ void TTreeView2::RecalcVisible1(bool DoLayout) {
     FRepaintNodeTop = INT_MAX;
     FRows.clear();
     FRowBottoms.clear();
+    FLayoutHint = FRootNode;
     if (FModel && FInitialized) RecalcVisible2(FModel->GetRoot(), FTopMargin);
+    FLayoutHint = nullptr;
     FRowsValid = true;
     ReleaseSwept();
     if (FRepaintNodeTop != INT_MAX) oldHeight = std::min(FRepaintNodeTop - FTopMargin, oldHeight);
@@ -310,8 +268,13 @@ void TTreeView2::RecalcVisible1(bool DoLayout) {
 
 int TTreeView2::RecalcVisible2(const IntfRef<IGraphLocation>& First, int Y) {
     for (IntfRef<IGraphLocation> loc = First; loc;) {
-        TNodeState* s = GetViewState(loc);
+        // The row that followed in the last layout is most often the one:
+        // taking it saves a lookup by hash (it must be the location's own
+        // state, still in use).
+        TNodeState* hint = FLayoutHint;
+        TNodeState* s = hint && hint->FInUse && hint->FNode.get() == loc.get() ? hint : GetViewState(loc);
         if (!s) break;
+        FLayoutHint = s->FNextVisible;
         bool hasChildren = loc->HasChildren() != tsNo;
         if (!(!FShowRoot && s->FLevel < 0)) {
             int x = s->FLevel * FHIndent + FLeftMargin;
@@ -364,12 +327,10 @@ void TTreeView2::ReleaseSwept() {
     if (FSwept.empty()) return;
     std::unordered_set<TNodeState*> gone;
     for (auto& s : FSwept) gone.insert(s.get());
-    for (auto& [hash, bucket] : FCache)
-        for (auto& e : bucket) {
-            TNodeState* s = e.State.get();
-            if (gone.count(s->FNextVisible)) s->FNextVisible = nullptr;
-            if (gone.count(s->FPrevVisible)) s->FPrevVisible = nullptr;
-        }
+    FCache.ForEach([&](TNodeState* s) {
+        if (gone.count(s->FNextVisible)) s->FNextVisible = nullptr;
+        if (gone.count(s->FPrevVisible)) s->FPrevVisible = nullptr;
+    });
     auto unlinked = [&](TNodeState*& p) {
         if (gone.count(p)) p = nullptr;
     };
@@ -856,11 +817,10 @@ void TTreeView2::SetStyle(TTreeViewStyle Value) {
     if (FStyle == Value) return;
     FStyle = Value;
     FBoxSize = Value == tvsArrows ? TDimension{12, 12} : TDimension{9, 9};
-    for (auto& [h, bucket] : FCache)
-        for (auto& e : bucket) {
-            e.State->FBoxRect.Width = FBoxSize.Width;
-            e.State->FBoxRect.Height = FBoxSize.Height;
-        }
+    FCache.ForEach([this](TNodeState* s) {
+        s->FBoxRect.Width = FBoxSize.Width;
+        s->FBoxRect.Height = FBoxSize.Height;
+    });
     FRowsValid = false;
     if (FInitialized) RecalcVisible1(true);
     RepaintNodes();
@@ -887,11 +847,10 @@ void TTreeView2::SetShowRootLines(bool Value) {
 
 void TTreeView2::SetBoxSize(TDimension Value) {
     FBoxSize = Value;
-    for (auto& [h, bucket] : FCache)
-        for (auto& e : bucket) {
-            e.State->FBoxRect.Width = Value.Width;
-            e.State->FBoxRect.Height = Value.Height;
-        }
+    FCache.ForEach([&](TNodeState* s) {
+        s->FBoxRect.Width = Value.Width;
+        s->FBoxRect.Height = Value.Height;
+    });
     Relayout();
 }
 void TTreeView2::SetVgap(int Value) {

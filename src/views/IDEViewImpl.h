@@ -27,11 +27,11 @@
 
 #include <functional>
 #include <memory>
-#include <unordered_map>
 #include <vector>
 
 #include "foundation/OwnedInterface.h"
 #include "views/IDEView.h"
+#include "views/NodeStateTable.h"
 
 namespace ide {
 
@@ -234,7 +234,7 @@ public:
     int LineCount() const { return FLineCount; }
     int CanvasWidth() const { return FCanvasWidth; }
     int CanvasHeight() const { return FCanvasHeight; }
-    int StateCount() const { return static_cast<int>(FCacheCount); }
+    int StateCount() const { return static_cast<int>(FCache.Count()); }
     int RecalcCount() const { return FRecalcCount; }
     TDimension BoxSize() const { return FBoxSize; }
     int TopMargin() const { return FTopMargin; }
@@ -254,10 +254,6 @@ public:
 
 private:
     friend class TNodeState;
-    struct CacheEntry {
-        IHashObject* Key;
-        IntfRef<TNodeState> State;
-    };
     IntfRef<IInterface> Self();
     void HandleMessage(TMessage& M);
     bool ShouldExpandLoc(const IntfRef<IGraphLocation>& Location);
@@ -300,14 +296,14 @@ private:
     bool FShowFocus = true;
     bool FShowRoot = true;
     bool FShowRootLines = true;
-    std::unordered_map<int32_t, std::vector<CacheEntry>> FCache;
-    size_t FCacheCount = 0;
+    TNodeStateTable FCache;
     std::vector<IntfRef<TNodeState>> FSwept;  // kept alive until the next layout relinks the rows
     TNodeState* FFirstNode = nullptr;
     TNodeState* FRootNode = nullptr;
     TNodeState* FLastCalc = nullptr;
     std::vector<TNodeState*> FRows;  // the rows of the last layout, by line
     std::vector<int> FRowBottoms;    // their item bottoms, side by side: the lookup by Y reads only these
+    TNodeState* FLayoutHint = nullptr;  // during a layout: the row that came next in the last one
     bool FRowsValid = false;
     TTreeViewStyle FStyle = tvsPluses;
     int FCanvasWidth = 0, FCanvasHeight = 0;

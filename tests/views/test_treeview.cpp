@@ -3,6 +3,7 @@
 // window side and the recording canvas.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "ViewTestUtil.h"
@@ -480,4 +481,71 @@ TEST(TreeLayout, ALayoutThatChangesTheCanvasInvalidatesOnlyTheStripsThatChanged)
     EXPECT_EQ(f.View->Mailbox().PendingCount(DeferDoLayoutMsg), 1);
     f.Pump();
     EXPECT_EQ(f.Host.Range.Height, 5 * 17 + 100);
+}
+
+TEST(TreeLayout, RowsFollowTheModelThroughAnyMixOfChangesAndLayouts) {
+    // Random inserts, removals, expansions and batches, laid out after each
+    // step: the rows must always be the model's nodes under open parents,
+    // depth first, stacked 17 px apart, whatever the last layout was.
+    Fixture f;
+    f.View->Expand(f.Root);
+    f.Pump();
+    std::mt19937 rng(11);
+    std::vector<IntfRef<IGraphLocation>> nodes{f.Root, f.A, f.A1, f.A2, f.B, f.C};
+    int made = 0;
+    for (int step = 0; step < 400; ++step) {
+        auto pick = nodes[rng() % nodes.size()];
+        switch (rng() % 6) {
+            case 0:
+            case 1: nodes.push_back(f.Model->AddChild(pick, Make<TTextObject>(Str("n" + std::to_string(made++))))); break;
+            case 2: {
+                auto first = LinkedNodeOf(pick)->GetFirstChild();
+                auto ahead = first ? IntfRef<IGraphLocation>::Retain(first->Ptr()) : nullptr;
+                nodes.push_back(f.Model->InsertChild(pick, ahead, Make<TTextObject>(Str("n" + std::to_string(made++)))));
+                break;
+            }
+            case 3:
+                if (!SameObject(pick, f.Root)) {
+                    f.Model->Remove(pick);
+                    LinkedNodeOf(pick)->UnlinkSubtree();
+                    nodes.erase(std::remove_if(nodes.begin(), nodes.end(),
+                                               [&](const IntfRef<IGraphLocation>& n) {
+                                                   for (auto p = n; p; p = p->GetParent())
+                                                       if (SameObject(p, f.Root)) return false;
+                                                   return true;
+                                               }),
+                                nodes.end());
+                }
+                break;
+            case 4: f.View->Expand(pick); break;
+            default: f.View->Collapse(pick); break;
+        }
+        if (step % 3 == 0) f.Pump();
+        f.View->RecalcVisible1(false);
+        std::vector<TNodeState*> expected;
+        std::vector<IntfRef<IGraphLocation>> stack{f.Root};
+        while (!stack.empty()) {
+            auto n = stack.back();
+            stack.pop_back();
+            expected.push_back(f.S(n));
+            ASSERT_NE(expected.back(), nullptr);
+            if (!f.View->IsExpanded(n)) continue;
+            auto children = n->GetChildren();
+            for (int i = children->GetCount() - 1; i >= 0; --i) stack.push_back(Supports<IGraphLocation>(children->Get(i)));
+        }
+        std::vector<TNodeState*> rows;
+        for (TNodeState* r = f.View->FirstNode(); r; r = r->FNextVisible) rows.push_back(r);
+        ASSERT_EQ(rows, expected) << "step " << step;
+        for (size_t i = 0; i < rows.size(); ++i) {
+            ASSERT_EQ(rows[i]->FLineNumber, static_cast<int>(i));
+            ASSERT_EQ(rows[i]->FItemRect.Top, static_cast<int>(i) * 17);
+            ASSERT_EQ(rows[i]->FItemRect.Left, rows[i]->FLevel * 19 + 5 + 14);
+            ASSERT_EQ(f.View->HitTestY(static_cast<int>(i) * 17 + 3), rows[i]);
+        }
+    }
+    f.Model->Remove(f.A);
+    f.Model->Remove(f.B);
+    f.Model->Remove(f.C);
+    for (auto& n : nodes)
+        if (!SameObject(n, f.Root)) LinkedNodeOf(n)->UnlinkSubtree();
 }
