@@ -51,24 +51,6 @@ const TSpecialInfo& SpecialInfo(TSpecialFolder F) {
     return SpecialTable[0];
 }
 
-// The parts of one item this provider made. Anything shorter than the
-// kind and d_type bytes is not ours and resolves to nothing.
-struct TItem {
-    uint8_t Kind = 0;
-    uint8_t DType = DT_UNKNOWN;
-    std::string_view Name;
-};
-
-bool DecodeItem(PCItemIDList Item, TItem& Out) {
-    if (!Item) return false;
-    uint16_t Cb = PIDLItemSize(Item);
-    if (Cb < 4) return false;
-    Out.Kind = Item[2];
-    Out.DType = Item[3];
-    Out.Name = std::string_view(reinterpret_cast<const char*>(Item + 4), Cb - 4u);
-    return true;
-}
-
 bool StatFollow(const std::string& Path, struct statx& Sx, unsigned Mask) {
     return statx(AT_FDCWD, Path.c_str(), AT_STATX_SYNC_AS_STAT, Mask, &Sx) == 0;
 }
@@ -240,6 +222,16 @@ public:
 
 }  // namespace
 
+bool DecodePosixItem(PCItemIDList Item, TPosixItem& Out) {
+    if (!Item) return false;
+    uint16_t Cb = PIDLItemSize(Item);
+    if (Cb < 4) return false;
+    Out.Kind = Item[2];
+    Out.DType = Item[3];
+    Out.Name = std::string_view(reinterpret_cast<const char*>(Item + 4), Cb - 4u);
+    return true;
+}
+
 const char* SpecialFolderName(TSpecialFolder Folder) { return SpecialInfo(Folder).Name; }
 
 // --- type sources --------------------------------------------------------------
@@ -378,11 +370,11 @@ const std::string* TPosixShellProvider::SpecialPath(TSpecialFolder Folder) const
 bool TPosixShellProvider::ResolvePath(PCItemIDList Absolute, std::string& Path) const {
     Path.clear();
     if (!Absolute || PIDLItemSize(Absolute) == 0) return false;  // the desktop is virtual
-    TItem It;
+    TPosixItem It;
     bool First = true;
     bool UnderComputer = false;
     for (PCItemIDList P = Absolute; PIDLItemSize(P) != 0; P += PIDLItemSize(P)) {
-        if (!DecodeItem(P, It)) return false;
+        if (!DecodePosixItem(P, It)) return false;
         if (First) {
             First = false;
             if (It.Kind != ikSpecial) return false;
@@ -432,8 +424,8 @@ std::unique_ptr<TShellEnum> TPosixShellProvider::DoEnumObjects(PCItemIDList Fold
         E->FItems.emplace_back(MakeSpecialItem(TSpecialFolder::sfTrash));
         return E;
     }
-    TItem It;
-    if (PIDLMgr.IDCount(Folder) == 1 && DecodeItem(Folder, It) && It.Kind == ikSpecial && It.Name == "computer") {
+    TPosixItem It;
+    if (PIDLMgr.IDCount(Folder) == 1 && DecodePosixItem(Folder, It) && It.Kind == ikSpecial && It.Name == "computer") {
         auto E = std::make_unique<TListEnum>();
         if (!(Flags & SHCONTF_FOLDERS)) return E;
         E->FItems.emplace_back(MakeVolumeItem("/"));
@@ -449,8 +441,8 @@ std::unique_ptr<TShellEnum> TPosixShellProvider::DoEnumObjects(PCItemIDList Fold
 }
 
 bool TPosixShellProvider::IsFolderItem(PCItemIDList Folder, PCItemIDList Item) const {
-    TItem It;
-    if (!DecodeItem(Item, It)) return false;
+    TPosixItem It;
+    if (!DecodePosixItem(Item, It)) return false;
     if (It.Kind != ikFileSystem) return true;
     if (It.DType == DT_DIR) return true;
     if (It.DType != DT_LNK && It.DType != DT_UNKNOWN) return false;
@@ -461,8 +453,8 @@ bool TPosixShellProvider::IsFolderItem(PCItemIDList Folder, PCItemIDList Item) c
 
 uint32_t TPosixShellProvider::DoGetAttributesOf(PCItemIDList Folder, PCItemIDList Item, uint32_t Request) {
     Request &= ~SFGAO_VALIDATE;  // nothing is cached here
-    TItem It;
-    if (!DecodeItem(Item, It)) return 0;
+    TPosixItem It;
+    if (!DecodePosixItem(Item, It)) return 0;
     uint32_t R = 0;
     const bool Folderish = Request & (SFGAO_FOLDER | SFGAO_HASSUBFOLDER | SFGAO_FILESYSANCESTOR);
     bool IsFolder = Folderish && IsFolderItem(Folder, Item);
@@ -521,8 +513,8 @@ bool TPosixShellProvider::DoGetDisplayNameOf(PCItemIDList Folder, PCItemIDList I
         }
         return false;
     }
-    TItem It;
-    if (!DecodeItem(Item, It)) return false;
+    TPosixItem It;
+    if (!DecodePosixItem(Item, It)) return false;
     if ((Flags & SHGDN_FORPARSING) && !(Flags & SHGDN_INFOLDER)) {
         std::string Path;
         if (ItemPath(Folder, Item, Path)) {
@@ -559,8 +551,8 @@ bool TPosixShellProvider::DoSetNameOf(PCItemIDList Folder, PCItemIDList Item, co
     std::string NewName = Utf8(Name);
     if (NewName.empty() || NewName.find('/') != std::string::npos || NewName == "." || NewName == "..") return false;
     if (!ItemPath(Folder, Item, From)) return false;
-    TItem It;
-    DecodeItem(Item, It);
+    TPosixItem It;
+    DecodePosixItem(Item, It);
     if (It.Kind != ikFileSystem) return false;
     std::string To = ParentOf(From) + "/" + NewName;
     if (renameat2(AT_FDCWD, From.c_str(), AT_FDCWD, To.c_str(), RENAME_NOREPLACE) != 0) return false;
@@ -615,8 +607,8 @@ PItemIDList TPosixShellProvider::DoParseDisplayName(const std::string& Path) {
 }
 
 int TPosixShellProvider::DoCompareIDs(PCItemIDList Folder, int Column, PCItemIDList Item1, PCItemIDList Item2) {
-    TItem A, B;
-    if (!DecodeItem(Item1, A) || !DecodeItem(Item2, B)) return 0;
+    TPosixItem A, B;
+    if (!DecodePosixItem(Item1, A) || !DecodePosixItem(Item2, B)) return 0;
     auto ByName = [&] {
         int C = std::strcoll(std::string(A.Name).c_str(), std::string(B.Name).c_str());
         return C < 0 ? -1 : C > 0 ? 1 : 0;
@@ -651,9 +643,9 @@ bool TPosixShellProvider::DoGetFindData(PCItemIDList Absolute, TFindData& Data) 
         if (!StatEntry(Path, AT_SYMLINK_NOFOLLOW | AT_STATX_DONT_SYNC, Mask, Sx)) return false;
     }
     if (!S_ISLNK(Sx.stx_mode)) {
-        TItem It;
+        TPosixItem It;
         PCItemIDList Last = PIDLMgr.GetPointerToLastID(Absolute);
-        Link = DecodeItem(Last, It) && It.DType == DT_LNK;
+        Link = DecodePosixItem(Last, It) && It.DType == DT_LNK;
     } else {
         Link = true;
     }
@@ -675,8 +667,8 @@ bool TPosixShellProvider::DoGetFindData(PCItemIDList Absolute, TFindData& Data) 
 
 bool TPosixShellProvider::DoGetFileTypeName(PCItemIDList Absolute, String& TypeName) {
     PCItemIDList Last = PIDLMgr.GetPointerToLastID(Absolute);
-    TItem It;
-    if (!DecodeItem(Last, It)) return false;
+    TPosixItem It;
+    if (!DecodePosixItem(Last, It)) return false;
     bool Folder = It.Kind != ikFileSystem || It.DType == DT_DIR;
     TypeName = FTypes->TypeName(It.Name, Folder);
     return !TypeName.empty();
@@ -684,8 +676,8 @@ bool TPosixShellProvider::DoGetFileTypeName(PCItemIDList Absolute, String& TypeN
 
 int TPosixShellProvider::DoGetIconIndex(PCItemIDList Absolute, bool Open) {
     PCItemIDList Last = PIDLMgr.GetPointerToLastID(Absolute);
-    TItem It;
-    if (!DecodeItem(Last, It)) return FTypes->IconIndex("", true, Open);
+    TPosixItem It;
+    if (!DecodePosixItem(Last, It)) return FTypes->IconIndex("", true, Open);
     bool Folder = It.Kind != ikFileSystem || It.DType == DT_DIR;
     return FTypes->IconIndex(It.Name, Folder, Open);
 }

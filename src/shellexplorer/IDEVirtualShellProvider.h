@@ -88,6 +88,17 @@ enum class TSpecialFolder { sfDesktop, sfHome, sfDesktopDirectory, sfDocuments, 
 // Kinds of item in the POSIX provider's lists.
 enum : uint8_t { ikFileSystem = 1, ikSpecial = 2, ikVolume = 3 };
 
+// The parts of one item the POSIX provider made: its kind, its d_type and
+// its raw name bytes (a view into the item).
+struct TPosixItem {
+    uint8_t Kind = 0;
+    uint8_t DType = 0;  // DT_UNKNOWN
+    std::string_view Name;
+};
+// Reads Item into Out; false for nil or anything shorter than the kind and
+// d_type bytes, which is not the provider's.
+bool DecodePosixItem(PCItemIDList Item, TPosixItem& Out);
+
 // What the file system says of one object (the find data). Times are
 // nanoseconds since 1970-01-01 UTC; a CreationTime of 0 means unknown.
 struct TFindData {

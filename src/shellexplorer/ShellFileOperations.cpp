@@ -30,22 +30,6 @@ bool FailErrno(const std::string& What, const std::string& Path) {
     return Fail(What + " " + Path + ": " + std::strerror(errno));
 }
 
-struct TRawItem {
-    uint8_t Kind = 0;
-    uint8_t DType = DT_UNKNOWN;
-    std::string_view Name;
-};
-
-bool Decode(PCItemIDList Item, TRawItem& Out) {
-    if (!Item) return false;
-    uint16_t Cb = PIDLItemSize(Item);
-    if (Cb < 4) return false;
-    Out.Kind = Item[2];
-    Out.DType = Item[3];
-    Out.Name = std::string_view(reinterpret_cast<const char*>(Item + 4), Cb - 4u);
-    return true;
-}
-
 bool ValidName(std::string_view N) {
     return !N.empty() && N.size() <= 255 && N != "." && N != ".." && N.find('/') == std::string_view::npos &&
            N.find('\0') == std::string_view::npos;
@@ -362,9 +346,9 @@ bool TShellProvider::LinkItem(PCItemIDList Folder, PCItemIDList Item, PCItemIDLi
 // --- the POSIX provider's file operations --------------------------------------------
 
 bool TPosixShellProvider::DoDeleteItem(PCItemIDList Folder, PCItemIDList Item, bool ToTrash) {
-    TRawItem It;
+    TPosixItem It;
     std::string Path;
-    if (!Decode(Item, It) || It.Kind != ikFileSystem || !ItemPath(Folder, Item, Path))
+    if (!DecodePosixItem(Item, It) || It.Kind != ikFileSystem || !ItemPath(Folder, Item, Path))
         return Fail("only files and folders can be deleted");
     return ToTrash ? MoveToTrash(Path, FRoots.DataHome) : RemoveTree(Path);
 }
@@ -382,9 +366,9 @@ bool TPosixShellProvider::DoCreateFolder(PCItemIDList Folder, const String& Name
 
 bool TPosixShellProvider::DoCopyItem(PCItemIDList Folder, PCItemIDList Item, PCItemIDList Target, bool Move,
                                      PItemIDList& NewItem) {
-    TRawItem It;
+    TPosixItem It;
     std::string From, To;
-    if (!Decode(Item, It) || It.Kind != ikFileSystem || !ItemPath(Folder, Item, From))
+    if (!DecodePosixItem(Item, It) || It.Kind != ikFileSystem || !ItemPath(Folder, Item, From))
         return Fail("only files and folders can be copied");
     if (!ResolvePath(Target, To)) return Fail("the target is not a folder of the file system");
     struct stat St, TSt;
@@ -420,9 +404,9 @@ bool TPosixShellProvider::DoCopyItem(PCItemIDList Folder, PCItemIDList Item, PCI
 }
 
 bool TPosixShellProvider::DoLinkItem(PCItemIDList Folder, PCItemIDList Item, PCItemIDList Target, PItemIDList& NewItem) {
-    TRawItem It;
+    TPosixItem It;
     std::string From, To;
-    if (!Decode(Item, It) || !ItemPath(Folder, Item, From)) return Fail("only files and folders can be linked");
+    if (!DecodePosixItem(Item, It) || !ItemPath(Folder, Item, From)) return Fail("only files and folders can be linked");
     if (!ResolvePath(Target, To)) return Fail("the target is not a folder of the file system");
     const std::string Name = FreeName(To, BaseName(From));
     const std::string Dest = To + (To.back() == '/' ? "" : "/") + Name;
