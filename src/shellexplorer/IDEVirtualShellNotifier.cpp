@@ -433,6 +433,14 @@ TVirtualChangeControl* TVirtualChangeNotifier::FindControl(TShellChangeControl* 
     return nullptr;
 }
 
+// Under FControlLock: forgets a control that is registered for neither
+// source any more.
+void TVirtualChangeNotifier::DropIfUnregistered(TVirtualChangeControl* C) {
+    if (C->GetIsRegistered()) return;
+    FControlList.erase(
+        std::find_if(FControlList.begin(), FControlList.end(), [&](auto& E) { return E.get() == C; }));
+}
+
 // Under FControlLock: the dispatch thread, made on first need.
 TVirtualChangeDispatchThread* TVirtualChangeNotifier::DispatchAddRef() {
     TVirtualChangeDispatchThread* D = FChangeDispatchThread.load();
@@ -532,9 +540,7 @@ void TVirtualChangeNotifier::UnRegisterShellChangeNotify(TShellChangeControl* Co
         TVirtualChangeControl* C = FindControl(Control);
         if (!C || !C->FShellChangeRegistered) return;
         C->FShellChangeRegistered = false;
-        if (!C->GetIsRegistered())
-            FControlList.erase(std::find_if(FControlList.begin(), FControlList.end(),
-                                            [&](auto& E) { return E.get() == C; }));
+        DropIfUnregistered(C);
         if (FShellChangeThread) FShellChangeThread->Release();
     }
     CheckForAutoRelease();
@@ -546,9 +552,7 @@ void TVirtualChangeNotifier::UnRegisterKernelChangeNotify(TShellChangeControl* C
         TVirtualChangeControl* C = FindControl(Control);
         if (!C || !C->FKernelChangeRegistered) return;
         C->FKernelChangeRegistered = false;
-        if (!C->GetIsRegistered())
-            FControlList.erase(std::find_if(FControlList.begin(), FControlList.end(),
-                                            [&](auto& E) { return E.get() == C; }));
+        DropIfUnregistered(C);
         if (FKernelChangeThread) {
             FKernelChangeThread->Release();
             FKernelChangeThread->TriggerEvent();

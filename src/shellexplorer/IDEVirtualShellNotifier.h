@@ -331,6 +331,7 @@ private:
     friend class TVirtualShellChangeThread;
 
     TVirtualChangeControl* FindControl(TShellChangeControl* Control);
+    void DropIfUnregistered(TVirtualChangeControl* C);
     TVirtualChangeDispatchThread* DispatchAddRef();
     void CheckForAutoRelease();
     void TriggerKernel();
