@@ -60,10 +60,7 @@ bool TCompiledRE::MatchFrom(size_t Start) {
                 } else if (s[at] == 0) {
                     return false;
                 }
-                if (at + len > FLen) continue;
-                size_t k = 0;
-                while (k < len && FFold[s[at + k]] == FOptMatch[k]) ++k;
-                if (k == len) break;
+                if (at + len <= FLen && rescan::FoldedEqual(s + at, FOptMatch, len, FFold)) break;
             }
         } else {
             const Char first = FOptMatch[0];
@@ -118,11 +115,8 @@ size_t TCompiledRE::FindRequired(size_t From) const {
         return rescan::FindFoldedLiteral(FSubject, FLen, From, FRequired, FRequiredLen, FRequiredP1, FRequiredP2,
                                          FRequiredUnits1, FRequiredUnits2, FFold);
     const Char* s = FSubject;
-    for (size_t i = From; i + FRequiredLen <= FLen; ++i) {
-        size_t k = 0;
-        while (k < FRequiredLen && FFold[s[i + k]] == FRequired[k]) ++k;
-        if (k == FRequiredLen) return i;
-    }
+    for (size_t i = From; i + FRequiredLen <= FLen; ++i)
+        if (rescan::FoldedEqual(s + i, FRequired, FRequiredLen, FFold)) return i;
     return rescan::NotFound;
 }
 

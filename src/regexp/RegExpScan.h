@@ -132,6 +132,13 @@ inline size_t FindLiteral(const Char* S, size_t Len, size_t From, const Char* Li
     return NotFound;
 }
 
+// Whether S[0..Len), read through the table Fold, is Lit[0..Len).
+inline bool FoldedEqual(const Char* S, const Char* Lit, size_t Len, const Char* Fold) {
+    for (size_t k = 0; k < Len; ++k)
+        if (Fold[S[k]] != Lit[k]) return false;
+    return true;
+}
+
 // As FindLiteral, for text read through the table Fold (the unit S[i] reads
 // as Fold[S[i]]) and a literal in the table's image: the units at P1 and P2
 // are looked for as any of Units1[0..3) and Units2[0..3) (repeat one to fill),
@@ -140,11 +147,7 @@ inline size_t FindFoldedLiteral(const Char* S, size_t Len, size_t From, const Ch
                                 size_t P2, const Char* Units1, const Char* Units2, const Char* Fold) {
     if (LitLen == 0 || From > Len || Len - From < LitLen) return NotFound;
     const size_t last = Len - LitLen;
-    auto whole = [&](size_t at) {
-        for (size_t k = 0; k < LitLen; ++k)
-            if (Fold[S[at + k]] != Lit[k]) return false;
-        return true;
-    };
+    auto whole = [&](size_t at) { return FoldedEqual(S + at, Lit, LitLen, Fold); };
     size_t i = From;
 #if defined(__SSE2__)
     const __m128i a1 = _mm_set1_epi16(static_cast<short>(Units1[0]));
