@@ -53,8 +53,10 @@ protected:
         std::string Cmd = "rm -rf '" + Home + "'";
         ASSERT_EQ(std::system(Cmd.c_str()), 0);
     }
+    // The kernel thread rebuilds its watches once per change of the list;
+    // seventy registrations in a row can take it seconds on a busy machine.
     void WaitWatched(size_t Count) {
-        for (int I = 0; I < 500 && N->WatchedFolders().size() != Count; ++I) std::this_thread::sleep_for(5ms);
+        for (int I = 0; I < 4000 && N->WatchedFolders().size() != Count; ++I) std::this_thread::sleep_for(5ms);
         ASSERT_EQ(N->WatchedFolders().size(), Count);
     }
     // Pumps the UI queue until Control has Batches batches or time is up.
