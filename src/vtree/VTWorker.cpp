@@ -76,6 +76,24 @@ void TWorkerThread::Signal() {
     FEvent.notify_one();
 }
 
+uint64_t TWorkerThread::OwnerEvents() {
+    std::lock_guard<std::mutex> lk(FOwnerLock);
+    return FOwnerEvents;
+}
+
+void TWorkerThread::WaitOwnerEvent(uint64_t Seen) {
+    std::unique_lock<std::mutex> lk(FOwnerLock);
+    FOwnerEvent.wait(lk, [&] { return FOwnerEvents != Seen; });
+}
+
+void TWorkerThread::NotifyOwner() {
+    {
+        std::lock_guard<std::mutex> lk(FOwnerLock);
+        ++FOwnerEvents;
+    }
+    FOwnerEvent.notify_all();
+}
+
 void TWorkerThread::AddTree(TBaseVirtualTree* Tree) {
     Tree->DoStateChange(0, tsStopValidation);
     std::lock_guard<std::mutex> lk(FListLock);
@@ -131,10 +149,13 @@ void TWorkerThread::Execute() {
         if (enter & csUseCache) leave |= csValidationNeeded;
         tree->ChangeStatesFromWorker(enter, leave);
 
-        std::lock_guard<std::mutex> lk(FListLock);
-        FCurrentTree.store(nullptr, std::memory_order_release);
-        if (std::find(FWaiterList.begin(), FWaiterList.end(), tree) == FWaiterList.end())
-            tree->FInWorker.store(false, std::memory_order_release);
+        {
+            std::lock_guard<std::mutex> lk(FListLock);
+            FCurrentTree.store(nullptr, std::memory_order_release);
+            if (std::find(FWaiterList.begin(), FWaiterList.end(), tree) == FWaiterList.end())
+                tree->FInWorker.store(false, std::memory_order_release);
+        }
+        NotifyOwner();
     }
 }
 
@@ -154,6 +175,8 @@ void TBaseVirtualTree::HandBack(THandbackKind Kind, PVirtualNode Node, TChangeSt
     FHandback.Leave = Leave;
     FHandback.Served = false;
     if (FOwnerWake) FOwnerWake();
+    // Only the worker hands back, so the instance is alive.
+    TWorkerThread::Instance()->NotifyOwner();
     FHandback.Done.wait(lk, [this] { return FHandback.Served; });
     FHandback.Kind = hbNone;
 }
@@ -209,11 +232,14 @@ void TBaseVirtualTree::WaitForValidation() {
     TWorkerThread* w = TWorkerThread::Instance();
     if (!w) return;
     // The worker may be busy with another tree of this thread first, blocked
-    // on its hand-back: serve whichever tree it holds.
+    // on its hand-back: serve whichever tree it holds. Between requests the
+    // owner thread sleeps; the event count read before looking makes sure
+    // that a request or the end of the pass after the look wakes it.
     while (FInWorker.load(std::memory_order_acquire)) {
+        const uint64_t seen = w->OwnerEvents();
         bool served = ServeWorker();
         if (TBaseVirtualTree* current = w->CurrentTree(); current && current != this) served |= current->ServeWorker();
-        if (!served) std::this_thread::yield();
+        if (!served && FInWorker.load(std::memory_order_acquire)) w->WaitOwnerEvent(seen);
     }
 }
 
@@ -291,6 +317,10 @@ bool TBaseVirtualTree::DoValidateCache() {
     uint32_t uniformHeight = 0;
     PVirtualNode first = nullptr, previous = nullptr;
     const size_t record = FAllocator.RecordSize();
+    // Without variable heights a pass asks the owner thread nothing, so the
+    // tree can only change under it through InterruptValidation, which
+    // sets the mark first.
+    const bool measured = HasOption(toVariableNodeHeight);
     PVirtualNode current;
     if (FStartIndex > 0 && FPositionCache[FStartIndex - 1].Node) {
         index = FStartIndex - 1;
@@ -299,6 +329,9 @@ bool TBaseVirtualTree::DoValidateCache() {
     } else {
         current = GetFirstVisibleNoInit();
     }
+    // A resumed pass may start on a node that is no longer fully visible;
+    // the general step leads it back onto visible ones.
+    bool onVisible = current && FullyVisible(current);
     if (current) {
         for (;;) {
             if (InState(tsStopValidation)) {
@@ -310,7 +343,7 @@ bool TBaseVirtualTree::DoValidateCache() {
                     FPositionCache[index++] = {current, static_cast<uint32_t>(top)};
                 if (fine) FFineCache.push_back({current, static_cast<uint32_t>(top)});
             }
-            const uint32_t height = WorkerNodeHeight(current);
+            const uint32_t height = measured ? WorkerNodeHeight(current) : LoadNodeHeight(current);
             top += height;
             if (uniform) {
                 if (!previous) {
@@ -324,11 +357,19 @@ bool TBaseVirtualTree::DoValidateCache() {
             }
             // A served request may have changed the tree: look at the mark
             // before reading a link again.
-            if (InState(tsStopValidation)) {
+            if (measured && InState(tsStopValidation)) {
                 stopped = true;
                 break;
             }
-            PVirtualNode next = GetNextVisibleNoInit(current);
+            // On a fully visible node, a collapsed node or a leaf whose next
+            // sibling is visible (the flat run of a big list) hands on to that
+            // sibling without the general step.
+            PVirtualNode next = current->NextSibling;
+            if (!onVisible || !next || !HasState(next, vsVisible) ||
+                (HasState(current, vsExpanded) && current->FirstChild)) {
+                next = GetNextVisibleNoInit(current);
+                onVisible = true;
+            }
             reachedEnd = !next;
             if (!next || (index == FPositionCache.size() && !fineTail)) break;
             current = next;

@@ -12,6 +12,9 @@
 // posts an event; the headless host pumps), and waits until the owner has
 // served it. RemoveTree, which waits for the worker to let go of a tree,
 // serves that slot while it spins, so the two never wait on each other.
+// WaitForValidation, which may wait for a whole pass, sleeps on the owner
+// event instead of spinning, and serves the slot whenever the event says
+// that a request came.
 //
 // Client code never runs on the worker. Under toVariableNodeHeight the pass
 // asks the owner thread to initialise and measure a node through the same
@@ -29,6 +32,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -51,6 +55,12 @@ public:
     void AddTree(TBaseVirtualTree* Tree);
     void RemoveTree(TBaseVirtualTree* Tree);
     void Signal();
+    // The owner threads' side: every request the worker hands back and every
+    // tree it lets go of counts one event. A waiter reads the count, looks
+    // for work, and sleeps until the count moves on from what it read.
+    uint64_t OwnerEvents();
+    void WaitOwnerEvent(uint64_t Seen);
+    void NotifyOwner();
     TBaseVirtualTree* CurrentTree() const noexcept { return FCurrentTree.load(std::memory_order_acquire); }
 
     static constexpr const char* ThreadName = "Fleskos Worker Thread";
@@ -68,6 +78,9 @@ private:
     std::mutex FListLock;
     std::deque<TBaseVirtualTree*> FWaiterList;  // FListLock
     std::atomic<TBaseVirtualTree*> FCurrentTree{nullptr};  // written under FListLock
+    std::mutex FOwnerLock;
+    std::condition_variable FOwnerEvent;
+    uint64_t FOwnerEvents = 0;  // FOwnerLock
 };
 
 }  // namespace ide

@@ -143,6 +143,56 @@ TEST(VTCache, FlatUniformRowsResolveLikeAWalkAndStopBeingUniformWhenTheyChange) 
     ExpectLookupsAgreeWithAWalk(t, 11);
 }
 
+// The pass steps from a row to its next sibling directly where it can: the
+// shapes where it can't (expanded parents, hidden siblings, expanded parents
+// whose children are all hidden, collapsed parents, hidden parents, the
+// last child of a parent) must still give the rows of a full walk.
+TEST(VTCache, APassOverMixedShapesFindsTheRowsOfAWalk) {
+    TTextTree t;
+    t.SetRootNodeCount(5000);
+    for (PVirtualNode n = t.GetFirstNoInit(); n; n = n->NextSibling) {
+        switch (n->Index % 11) {
+            case 1: t.SetVisible(n, false); break;
+            case 3:
+                t.SetChildCount(n, 3);
+                t.SetExpanded(n, true);
+                break;
+            case 5:
+                t.SetChildCount(n, 2);  // collapsed: its children are skipped
+                break;
+            case 7:
+                t.SetChildCount(n, 2);
+                t.SetExpanded(n, true);
+                t.SetVisible(n->FirstChild, false);
+                t.SetVisible(n->LastChild, false);
+                break;
+            case 9:
+                t.SetChildCount(n, 4);
+                t.SetExpanded(n, true);
+                t.SetVisible(n->FirstChild->NextSibling, false);
+                t.SetVisible(n, false);  // a hidden parent hides its children
+                break;
+        }
+    }
+    t.SetVisible(t.GetLastNoInit(), false);
+    ASSERT_GT(t.VisibleCount(), 2 * CacheThreshold);
+    Validate(t);
+    ASSERT_TRUE(t.InState(tsUseCache));
+    ExpectLookupsAgreeWithAWalk(t, 3);
+    // Variable heights: the pass measures the rows up to its last entry
+    // through the owner thread; lookups below it measure as they walk, so
+    // the walk to compare with comes after every row is measured.
+    t.SetOptions(t.Options() | toVariableNodeHeight);
+    t.OnMeasureItem = [](TBaseVirtualTree*, PVirtualNode n, int& h) { h = 12 + int(n->Index % 5); };
+    Validate(t);
+    ASSERT_TRUE(t.InState(tsUseCache));
+    ASSERT_TRUE(Consistent(t));
+    for (PVirtualNode n = t.GetFirstVisibleNoInit(); n; n = t.GetNextVisibleNoInit(n)) (void)t.NodeHeight(n);
+    Validate(t);
+    ASSERT_TRUE(t.InState(tsUseCache));
+    ExpectLookupsAgreeWithAWalk(t, 3);
+}
+
 TEST(VTCache, RangesOffsetsAndScrolling) {
     TTextTree empty;
     empty.SetHasWindow(true);
@@ -257,6 +307,40 @@ TEST(VTWorker, ClientCallsOfAPassRunOnTheOwnerThread) {
     EXPECT_TRUE(t.Expanded(victim));
     EXPECT_TRUE(t.InState(tsUseCache));
     EXPECT_TRUE(Consistent(t));
+}
+
+// Waiting for one tree while the worker is still on another that needs the
+// owner thread for every row: the waiting thread serves the other tree's
+// requests as they come, then this tree's, and returns with both caches.
+TEST(VTWorker, WaitingForOneTreeServesTheTreeAheadOfIt) {
+    TTextTree a, b;
+    int measuredA = 0, measuredB = 0;
+    for (TTextTree* t : {&a, &b}) {
+        t->SetOptions(t->Options() | toVariableNodeHeight);
+        t->SetRootNodeCount(t == &a ? 7000 : 3000);
+    }
+    a.OnMeasureItem = [&](TBaseVirtualTree*, PVirtualNode n, int& h) {
+        ++measuredA;
+        h = 10 + int(n->Index % 3);
+    };
+    b.OnMeasureItem = [&](TBaseVirtualTree*, PVirtualNode, int& h) {
+        ++measuredB;
+        h = 14;
+    };
+    a.InvalidateCache();
+    b.InvalidateCache();
+    a.ValidateCache();
+    b.ValidateCache();  // behind a
+    b.WaitForValidation();
+    EXPECT_TRUE(b.InState(tsUseCache));
+    // A measuring pass ends at its last cache entry (row 2000 of b, row 6000
+    // of a); a's pass was served while b waited behind it.
+    EXPECT_EQ(measuredB, 2001);
+    EXPECT_EQ(measuredA, 6001);
+    a.WaitForValidation();
+    EXPECT_TRUE(a.InState(tsUseCache));
+    EXPECT_TRUE(Consistent(a));
+    EXPECT_TRUE(Consistent(b));
 }
 
 // Structural changes, sorts, expansions and height changes on two trees
