@@ -91,6 +91,8 @@ const QFont& TQtCanvas::CurrentQFont() {
         FAppliedFont.Assign(Font());
         FQFont = ToQFont(Font());
         FMetrics.emplace(FQFont);
+        FMetricsF.emplace(FQFont);
+        FWidthsGeneration = 0;  // ask for the new font's tables
         FFontValid = true;
     }
     return FQFont;
@@ -161,7 +163,7 @@ void TQtCanvas::TextOut(int X, int Y, const String& Text) {
     if (!FPainter) return;
     QString s = ToQString(Text);
     if (BrushStyle() != bsClear)
-        FPainter->fillRect(QRect(X, Y, Metrics().horizontalAdvance(s), Metrics().height()), Resolve(BrushColor()));
+        FPainter->fillRect(QRect(X, Y, AdvanceWidth(Text), Metrics().height()), Resolve(BrushColor()));
     DrawTextAt(X, Y, s);
 }
 
@@ -174,7 +176,7 @@ void TQtCanvas::TextRect(const TRect& Clip, int X, int Y, const String& Text) {
     const QFontMetrics& fm = Metrics();
     // Only clip when the text leaves the rectangle: the clip is the costly part.
     bool inside = X >= Clip.Left && Y >= Clip.Top && Y + fm.height() <= Clip.Bottom &&
-                  X + fm.horizontalAdvance(s) <= Clip.Right;
+                  X + AdvanceWidth(Text) <= Clip.Right;
     if (inside) {
         DrawTextAt(X, Y, s);
         return;
@@ -185,9 +187,21 @@ void TQtCanvas::TextRect(const TRect& Clip, int X, int Y, const String& Text) {
     FPainter->restore();
 }
 
-TDimension TQtCanvas::TextExtent(const String& Text) {
+int TQtCanvas::AdvanceWidth(const String& Text) {
     const QFontMetrics& fm = Metrics();
-    return {fm.horizontalAdvance(ToQString(Text)), fm.height()};
+    // The tables go when the application's fonts change: ask again then.
+    if (FWidthsGeneration != TSimpleTextWidths::Generation()) {
+        FWidths = TSimpleTextWidths::For(FQFont);
+        FWidthsGeneration = TSimpleTextWidths::Generation();
+    }
+    int width = 0;
+    if (FWidths && FWidths->Width(*FMetricsF, Text.data(), Text.size(), width)) return width;
+    return fm.horizontalAdvance(ToQString(Text));
+}
+
+TDimension TQtCanvas::TextExtent(const String& Text) {
+    int width = AdvanceWidth(Text);
+    return {width, Metrics().height()};
 }
 
 int TQtCanvas::TextMetricHeight() { return Metrics().height(); }

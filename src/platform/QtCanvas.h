@@ -25,6 +25,7 @@
 #include <optional>
 
 #include "foundation/Graphics.h"
+#include "platform/TextWidths.h"
 
 namespace ide {
 
@@ -63,6 +64,8 @@ public:
     void DrawFocusRect(const TRect& R) override;
     void TextOut(int X, int Y, const String& Text) override;
     void TextRect(const TRect& Clip, int X, int Y, const String& Text) override;
+    // Plain printable text is measured from the font's remembered advances
+    // (TSimpleTextWidths), with the same result as QFontMetrics.
     TDimension TextExtent(const String& Text) override;
     int TextMetricHeight() override;
     // Measures short prefixes only: it starts from the font's average
@@ -83,6 +86,8 @@ protected:
 
 private:
     void DrawTextAt(int X, int Y, const QString& Text);
+    // The width QFontMetrics gives, from the remembered advances when it can.
+    int AdvanceWidth(const String& Text);
     QPixmap Pixmap(const TBitmap& B, TColor Transparent);
     QPen Pen() const;
 
@@ -94,6 +99,9 @@ private:
     bool FFontValid = false;
     QFont FQFont;
     std::optional<QFontMetrics> FMetrics;
+    std::optional<QFontMetricsF> FMetricsF;  // the same font, for learning advances
+    TSimpleTextWidths* FWidths = nullptr;    // the font's tables, valid in FWidthsGeneration
+    uint64_t FWidthsGeneration = 0;
     // The last bitmaps drawn, by address, revision and transparent colour.
     struct CacheEntry {
         const TBitmap* Bitmap = nullptr;
