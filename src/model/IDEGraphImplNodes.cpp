@@ -46,7 +46,9 @@ void TLinkedTreeNode::DoAddChild(const IntfRef<ILinkedTreeNode>& NewChild, const
     if (!head) throw EIllegalArgumentException("Cannot add child");
     TLinkedTreeNode* aheadOf = LinkedNodeOf(AheadOf);
 
-    // 1. Adopt the chain; Last is its end.
+    // 1. Adopt the chain; Last is its end. A node that already has this
+    // parent may be among the children: the remembered last child can't
+    // vouch for the walk below then.
     TLinkedTreeNode* last = nullptr;
     for (TLinkedTreeNode* n = head; n; n = n->FNextSibling.get()) {
         TLinkedTreeNode* parent = n->FParent.get();
@@ -55,29 +57,53 @@ void TLinkedTreeNode::DoAddChild(const IntfRef<ILinkedTreeNode>& NewChild, const
             ++FChildCount;
         } else if (parent != this) {
             throw EIllegalArgumentException("Cannot add child");
+        } else {
+            ForgetLastChild();
         }
         last = n;
         // A chain that closes on itself has no end to link.
-        if (n->FNextSibling.get() == head) throw EIllegalStateException("Tree circularity");
+        if (n->FNextSibling.get() == head) {
+            ForgetLastChild();
+            throw EIllegalStateException("Tree circularity");
+        }
     }
 
     // 2. In front.
     if (!FFirstChild || FFirstChild.get() == aheadOf) {
+        bool empty = !FFirstChild;
         IntfRef<TLinkedTreeNode> oldFirst = FFirstChild;
         last->FNextSibling = oldFirst;
         FFirstChild = IntfRef<TLinkedTreeNode>::Retain(head);
+        if (empty && !FIrregular) FLastChild = last;
+        return;
+    }
+
+    // At the end of regular children: the walk below would find the
+    // remembered last child, raising nothing (the chain came without
+    // parents, so none of it is among the children, and regular children
+    // form no ring).
+    if (!aheadOf && !FIrregular && FLastChild && !FLastChild->FNextSibling && FLastChild->FParent.get() == this) {
+        FLastChild->FNextSibling = IntfRef<TLinkedTreeNode>::Retain(head);
+        FLastChild = last;
         return;
     }
 
     // 3. Further down the siblings.
     for (TLinkedTreeNode* p = FFirstChild.get();;) {
         TLinkedTreeNode* next = p->FNextSibling.get();
-        if (next == FFirstChild.get()) throw EIllegalStateException("Tree circularity");
-        if (next == head) throw EIllegalStateException("Tree node circularity");
+        if (next == FFirstChild.get()) {
+            ForgetLastChild();
+            throw EIllegalStateException("Tree circularity");
+        }
+        if (next == head) {
+            ForgetLastChild();
+            throw EIllegalStateException("Tree node circularity");
+        }
         if (!next || next == aheadOf) {
             IntfRef<TLinkedTreeNode> follower = p->FNextSibling;
             last->FNextSibling = follower;
             p->FNextSibling = IntfRef<TLinkedTreeNode>::Retain(head);
+            if (!next && !FIrregular) FLastChild = last;
             return;
         }
         p = next;
@@ -99,7 +125,10 @@ void TLinkedTreeNode::InsertSibling(const IntfRef<ILinkedTreeNode>& NewSibling) 
     }
     IntfRef<TLinkedTreeNode> keep = IntfRef<TLinkedTreeNode>::Retain(head);
     for (TLinkedTreeNode* n = head; n; n = n->FNextSibling.get()) n->FParent = FParent;
-    if (FParent) FParent->FChildCount += count;
+    if (FParent) {
+        FParent->FChildCount += count;
+        if (FParent->FLastChild == this) FParent->FLastChild = last;
+    }
     IntfRef<TLinkedTreeNode> follower = FNextSibling;
     last->FNextSibling = follower;
     FNextSibling = keep;
@@ -116,6 +145,7 @@ void TLinkedTreeNode::RemoveChild(const IntfRef<ILinkedTreeNode>& UnwantedChild)
     if (FFirstChild.get() == unwanted) {
         IntfRef<TLinkedTreeNode> next = unwanted->FNextSibling;
         FFirstChild = next;
+        if (FLastChild == unwanted) FLastChild = nullptr;  // it was the only one
     } else if (FFirstChild) {
         TLinkedTreeNode* p = FFirstChild.get();
         while (p->FNextSibling.get() != unwanted) {
@@ -124,7 +154,11 @@ void TLinkedTreeNode::RemoveChild(const IntfRef<ILinkedTreeNode>& UnwantedChild)
         }
         IntfRef<TLinkedTreeNode> next = unwanted->FNextSibling;
         p->FNextSibling = next;
+        if (FLastChild == unwanted) FLastChild = p;
     }
+    // Taken from another parent's children (this node had none, or its own
+    // children were irregular): that parent's chain is cut behind its back.
+    if (TLinkedTreeNode* other = unwanted->FParent.get(); other && other != this) other->ForgetLastChild();
     unwanted->FParent = nullptr;
     unwanted->FNextSibling = nullptr;
     --FChildCount;
@@ -150,7 +184,10 @@ IntfRef<ILinkedTreeNode> TLinkedTreeNode::RemoveNode(const IntfRef<ILinkedTreeNo
 }
 
 void TLinkedTreeNode::SetParent(const IntfRef<ILinkedTreeNode>& Parent) {
-    FParent = IntfRef<TLinkedTreeNode>::Retain(LinkedNodeOf(Parent));
+    TLinkedTreeNode* parent = LinkedNodeOf(Parent);
+    // The old parent may still list this node, which no longer says so.
+    if (FParent && FParent.get() != parent) FParent->ForgetLastChild();
+    FParent = IntfRef<TLinkedTreeNode>::Retain(parent);
 }
 
 void TLinkedTreeNode::UnlinkSubtree() {
@@ -161,6 +198,8 @@ void TLinkedTreeNode::UnlinkSubtree() {
         pending.pop_back();
         IntfRef<TLinkedTreeNode> child = std::move(node->FFirstChild);
         node->FChildCount = 0;
+        node->FLastChild = nullptr;  // no children: regular again
+        node->FIrregular = false;
         // A child whose parent link is already cleared was met before: the
         // siblings closed into a ring.
         while (child && child->FParent.get() == node.get()) {

@@ -17,8 +17,17 @@
 //   same for a whole top-level chain; the containers call it on their tree
 //   when they die and in Clear (see IDEGraphImplContainers.h).
 //
-// The sibling chain is singly linked: adding at the end and removing walk all
-// earlier siblings.
+// The sibling chain is singly linked: removing walks all earlier siblings,
+// and so does adding ahead of a later sibling. Adding at the end takes
+// constant time while the children are regular: a parent remembers its last
+// child (a plain pointer: the chain keeps that node alive) as long as its
+// children were only changed by adding parentless nodes, removing children,
+// InsertSibling and UnlinkSubtree. Anything else the checks of DoAddChild
+// exist for (adding a node that already is a child, a raise while adding,
+// SetParent or RemoveChild taking a node away behind its parent's back)
+// makes the parent forget its last child for good, and every later addition
+// walks the siblings as before, with the same errors. UnlinkSubtree, which
+// empties the children, makes them regular again.
 #pragma once
 
 #include "foundation/IDEObjects.h"
@@ -140,12 +149,26 @@ public:
     TLinkedTreeNode* FirstChildNode() const noexcept { return FFirstChild.get(); }
     TLinkedTreeNode* NextSiblingNode() const noexcept { return FNextSibling.get(); }
     int ChildCount() const noexcept { return FChildCount; }
+    // The remembered last child: nil when there are no children, or when
+    // the children are irregular and an addition at the end walks them.
+    TLinkedTreeNode* RememberedLastChild() const noexcept { return FLastChild; }
 
 protected:
     IntfRef<TLinkedTreeNode> FParent;
     IntfRef<TLinkedTreeNode> FNextSibling;
     IntfRef<TLinkedTreeNode> FFirstChild;
     int FChildCount = 0;
+
+private:
+    // The children were changed in a way the remembered last child can't
+    // follow: forget it until UnlinkSubtree empties them.
+    void ForgetLastChild() noexcept {
+        FIrregular = true;
+        FLastChild = nullptr;
+    }
+
+    TLinkedTreeNode* FLastChild = nullptr;  // the end of the chain from FFirstChild, while regular
+    bool FIrregular = false;
 };
 
 // A node with a payload, so that a client can keep any interface in a tree.

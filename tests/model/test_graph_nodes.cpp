@@ -206,6 +206,183 @@ TEST_F(GraphNodes, InsertSiblingAdoptsAChainOrRefusesItWhole) {
     f.p->UnlinkSubtree();
 }
 
+// ---- the remembered last child ----------------------------------------------------
+// Appending links behind the remembered last child instead of walking; it
+// must always be the end of the chain, or nothing (then the walk decides).
+
+namespace {
+TLinkedTreeNode* WalkedLast(TLinkedTreeNode* p) {
+    TLinkedTreeNode* last = nullptr;
+    for (TLinkedTreeNode* c = p->FirstChildNode(); c; c = c->NextSiblingNode()) last = c;
+    return last;
+}
+}  // namespace
+
+TEST_F(GraphNodes, LastChildFollowsInsertsAndRemovalsAtEndsAndMiddle) {
+    Family f("abc");
+    Node p = f.p, a = f.k[0], b = f.k[1], c = f.k[2];
+    EXPECT_EQ(p->RememberedLastChild(), c.get());
+    p->InsertChild(N("0"));      // front
+    p->InsertChild2(N("m"), b);  // middle
+    EXPECT_EQ(p->RememberedLastChild(), c.get()) << "inserts ahead of a sibling leave the end alone";
+    p->InsertChild2(N("s"), N("stranger"));  // no child: at the end
+    EXPECT_EQ(Children(p.get()), "0ambcs");
+    EXPECT_EQ(p->RememberedLastChild(), WalkedLast(p.get()));
+    p->AppendChild(N("t"));
+    EXPECT_EQ(Children(p.get()), "0ambcst");
+
+    p->RemoveChild(b);  // middle: the end stays
+    EXPECT_EQ(p->RememberedLastChild(), WalkedLast(p.get()));
+    p->RemoveChild(IntfRef<ILinkedTreeNode>::Retain(WalkedLast(p.get())));  // the end: its predecessor ends now
+    EXPECT_EQ(Children(p.get()), "0amcs");
+    EXPECT_EQ(p->RememberedLastChild(), WalkedLast(p.get()));
+    p->AppendChild(N("u"));
+    EXPECT_EQ(Children(p.get()), "0amcsu") << "appended behind the new end, not the removed one";
+
+    // Down to one child, then none, then one again.
+    while (p->FirstChildNode() != WalkedLast(p.get())) p->RemoveChild(p->GetFirstChild());
+    EXPECT_EQ(p->RememberedLastChild(), p->FirstChildNode());
+    p->RemoveChild(p->GetFirstChild());
+    EXPECT_EQ(p->RememberedLastChild(), nullptr);
+    EXPECT_EQ(p->ChildCount(), 0);
+    p->AppendChild(a);
+    p->AppendChild(c);
+    EXPECT_EQ(Children(p.get()), "ac");
+    EXPECT_EQ(p->RememberedLastChild(), c.get());
+
+    // A chain appended at once ends with its last node.
+    Node x = N("x"), y = N("y");
+    x->InsertSibling(y);
+    p->AppendChild(x);
+    EXPECT_EQ(Children(p.get()), "acxy");
+    EXPECT_EQ(p->RememberedLastChild(), y.get());
+    EXPECT_EQ(p->ChildCount(), 4);
+    p->UnlinkSubtree();
+}
+
+TEST_F(GraphNodes, LastChildFollowsMovesAndSiblingInserts) {
+    Family p("abc"), q("xy");
+    Node c = p.k[2], a = p.k[0];
+    // Move the end of P to the end of Q, and the front of P to the front of Q.
+    p.p->RemoveChild(c);
+    q.p->AppendChild(c);
+    p.p->RemoveChild(a);
+    q.p->InsertChild(a);
+    EXPECT_EQ(Children(p.p.get()), "b");
+    EXPECT_EQ(Children(q.p.get()), "axyc");
+    EXPECT_EQ(p.p->RememberedLastChild(), p.k[1].get());
+    EXPECT_EQ(q.p->RememberedLastChild(), c.get());
+    // A subtree moves with its own children and their end.
+    c->AppendChild(N("1"));
+    c->AppendChild(N("2"));
+    q.p->RemoveChild(c);
+    p.p->AppendChild(c);
+    EXPECT_EQ(Children(p.p.get()), "bc");
+    EXPECT_EQ(Children(c.get()), "12");
+    c->AppendChild(N("3"));
+    EXPECT_EQ(Children(c.get()), "123");
+    EXPECT_EQ(q.p->RememberedLastChild(), q.k[1].get());
+
+    // Siblings inserted behind the end become the end; in the middle they don't.
+    Node s = N("s"), t = N("t"), m = N("m");
+    s->InsertSibling(t);
+    c->InsertSibling(s);
+    p.p->InsertChild(N("f"));
+    p.k[1]->InsertSibling(m);
+    EXPECT_EQ(Children(p.p.get()), "fbmcst");
+    EXPECT_EQ(p.p->RememberedLastChild(), t.get());
+    p.p->AppendChild(N("z"));
+    EXPECT_EQ(Children(p.p.get()), "fbmcstz");
+    EXPECT_EQ(p.p->ChildCount(), 7);
+    p.p->UnlinkSubtree();
+    q.p->UnlinkSubtree();
+}
+
+TEST_F(GraphNodes, LastChildStartsAfreshAfterClears) {
+    Family f("abc");
+    f.k[1]->AppendChild(N("x"));
+    f.p->UnlinkSubtree();
+    EXPECT_EQ(f.p->RememberedLastChild(), nullptr);
+    EXPECT_EQ(f.k[1]->RememberedLastChild(), nullptr) << "cleared below as well";
+    f.p->AppendChild(f.k[2]);
+    f.p->AppendChild(f.k[0]);
+    EXPECT_EQ(Children(f.p.get()), "ca");
+    EXPECT_EQ(f.p->RememberedLastChild(), f.k[0].get());
+    f.p->UnlinkSubtree();
+
+    // Through a container: removing all children, then adding again.
+    auto model = Make<TBasicTreeContainer>();
+    auto root = model->SetRoot(Make<TTextObject>(u"root"));
+    for (const char16_t* t : {u"1", u"2", u"3"}) model->AddChild(root, Make<TTextObject>(t));
+    model->RemoveChildren(root);
+    auto* rootNode = As<ILinkedTreeNode>(root)->Ptr();
+    EXPECT_EQ(rootNode->RememberedLastChild(), nullptr);
+    model->AddChild(root, Make<TTextObject>(u"4"));
+    auto five = model->AddChild(root, Make<TTextObject>(u"5"));
+    EXPECT_EQ(rootNode->ChildCount(), 2);
+    EXPECT_EQ(rootNode->RememberedLastChild(), As<ILinkedTreeNode>(five)->Ptr());
+    EXPECT_EQ(WalkedLast(rootNode), As<ILinkedTreeNode>(five)->Ptr());
+}
+
+TEST_F(GraphNodes, IrregularChildrenAreWalkedWithTheSameErrors) {
+    // A child that forgot its parent is still linked: adding it again must
+    // meet it on the walk, not close a ring behind the end.
+    Family f("abc");
+    Node p = f.p, b = f.k[1];
+    b->SetParent(nullptr);
+    EXPECT_EQ(p->RememberedLastChild(), nullptr);
+    ExpectRaises<EIllegalStateException>([&] { p->AppendChild(b); }, "Tree node circularity");
+    EXPECT_EQ(Children(p.get()), "abc");
+    p->AppendChild(N("d"));  // walked, and still right
+    EXPECT_EQ(Children(p.get()), "abcd");
+    EXPECT_EQ(p->RememberedLastChild(), nullptr) << "irregular until the children are cleared";
+    p->UnlinkSubtree();
+    p->AppendChild(N("e"));
+    EXPECT_NE(p->RememberedLastChild(), nullptr) << "cleared children are regular again";
+    p->UnlinkSubtree();
+
+    // Removing another parent's child cuts that parent's chain: its next
+    // addition goes behind what is still linked.
+    Family q("xy");
+    Node lone = N("L");
+    lone->RemoveChild(q.k[0]);  // x loses its link to y
+    EXPECT_EQ(q.p->RememberedLastChild(), nullptr);
+    q.p->AppendChild(N("z"));
+    EXPECT_EQ(Children(q.p.get()), "xz");
+    q.p->UnlinkSubtree();
+
+    // Adding a child again, even where it is allowed, leaves the walk in charge.
+    Family r("ab");
+    Node c = N("c");
+    r.p->AppendChild(r.k[0]);  // the first again: a ring, no error
+    EXPECT_EQ(r.p->RememberedLastChild(), nullptr);
+    ExpectRaises<EIllegalStateException>([&] { r.p->AppendChild(c); }, "Tree circularity");
+    r.p->UnlinkSubtree();
+    c->SetParent(nullptr);
+}
+
+TEST_F(GraphNodes, ManyAppendsKeepOrderCountAndEnd) {
+    Node p = N("P");
+    std::vector<TLinkedTreeNode*> added;
+    for (int i = 0; i < 20000; ++i) {
+        auto n = Make<TLinkedTreeNode>();
+        added.push_back(n.get());
+        if (i % 1000 == 999)
+            p->InsertChild2(n, nullptr);
+        else
+            p->AppendChild(n);
+    }
+    EXPECT_EQ(p->ChildCount(), 20000);
+    EXPECT_EQ(p->RememberedLastChild(), added.back());
+    size_t i = 0;
+    bool inOrder = true;
+    for (TLinkedTreeNode* c = p->FirstChildNode(); c; c = c->NextSiblingNode(), ++i)
+        inOrder = inOrder && i < added.size() && added[i] == c;
+    EXPECT_TRUE(inOrder);
+    EXPECT_EQ(i, added.size());
+    p->UnlinkSubtree();
+}
+
 // ---- the child iterator ---------------------------------------------------------
 
 TEST_F(GraphNodes, IteratorWalksAndAtLastMeansPastTheEnd) {
