@@ -209,6 +209,24 @@ struct TMemIniFile::Doc {
         return Sections.back().get();  // an appended section moves nothing
     }
 
+    // Same sections (names as written) with the same lines, entries at the
+    // same positions with the same idents: a place means the same line in
+    // both.
+    static bool SameShape(const Doc& a, const Doc& b) {
+        if (a.Sections.size() != b.Sections.size()) return false;
+        for (size_t i = 0; i < a.Sections.size(); ++i) {
+            const Section& x = *a.Sections[i];
+            const Section& y = *b.Sections[i];
+            if (x.Name != y.Name || x.Lines.size() != y.Lines.size()) return false;
+            for (size_t k = 0; k < x.Lines.size(); ++k) {
+                const Line& l = x.Lines[k];
+                const Line& m = y.Lines[k];
+                if (l.Entry != m.Entry || (l.Entry && l.Key != m.Key)) return false;
+            }
+        }
+        return true;
+    }
+
     void ReindexSections() {
         SecIndex.clear();
         for (size_t i = 0; i < Sections.size(); ++i) SecIndex.emplace(Sections[i]->Name, i);
@@ -395,6 +413,10 @@ void TMemIniFile::Clear() { FDoc = std::make_unique<Doc>(); }
 void TMemIniFile::LoadFromBytes(const std::string& Bytes, const std::string& FileName) {
     auto d = std::make_unique<Doc>();
     Doc::Parse(*d, Bytes, FileName);
+    // A file read again with the same sections and idents in the same order
+    // (the usual reload: only values changed) keeps the places remembered
+    // under the old cache, which name the same lines.
+    if (Doc::SameShape(*FDoc, *d)) d->Shape = FDoc->Shape;
     FDoc = std::move(d);
 }
 
@@ -430,12 +452,13 @@ const String* TMemIniFile::FindValue(std::u16string_view Section, std::u16string
 }
 
 const String* TMemIniFile::FindValue(std::u16string_view Section, std::u16string_view Ident, TIniPlace& Place) const {
-    if (Place.Shape == FDoc->Shape) return &static_cast<const Doc::Section*>(Place.Section)->Lines[Place.Line].Value;
-    const Doc::Section* s = FDoc->FindSection(Section);
-    if (!s) return nullptr;
+    if (Place.Shape == FDoc->Shape) return &FDoc->Sections[Place.Section]->Lines[Place.Line].Value;
+    auto at = FDoc->SecIndex.find(Section);
+    if (at == FDoc->SecIndex.end()) return nullptr;
+    const Doc::Section* s = FDoc->Sections[at->second].get();
     auto it = s->Index.find(Ident);
     if (it == s->Index.end()) return nullptr;
-    Place = TIniPlace{FDoc->Shape, s, it->second};
+    Place = TIniPlace{FDoc->Shape, at->second, it->second};
     return &s->Lines[it->second].Value;
 }
 
@@ -470,18 +493,19 @@ void TMemIniFile::Write(std::u16string_view Section, std::u16string_view Ident, 
         l.Dirty = true;
     };
     if (Place && Place->Shape == FDoc->Shape) {
-        update(static_cast<Doc::Section*>(const_cast<void*>(Place->Section))->Lines[Place->Line]);
+        update(FDoc->Sections[Place->Section]->Lines[Place->Line]);
         return;
     }
     const std::u16string_view name = TrimView(Section);
     // A place is remembered only for names a read finds the same way.
     const bool remember = Place && key.size() == Ident.size() && name.size() == Section.size();
-    Doc::Section* s = FDoc->FindSection(name);
-    if (!s) s = FDoc->AddSection(String(name));
+    auto found = FDoc->SecIndex.find(name);
+    const size_t section = found != FDoc->SecIndex.end() ? found->second : FDoc->Sections.size();
+    Doc::Section* s = found != FDoc->SecIndex.end() ? FDoc->Sections[section].get() : FDoc->AddSection(String(name));
     auto it = s->Index.find(key);
     if (it != s->Index.end()) {
         update(s->Lines[it->second]);
-        if (remember) *Place = TIniPlace{FDoc->Shape, s, it->second};
+        if (remember) *Place = TIniPlace{FDoc->Shape, section, it->second};
         return;
     }
     // New idents go after the section's last non-blank line.
@@ -500,7 +524,7 @@ void TMemIniFile::Write(std::u16string_view Section, std::u16string_view Ident, 
         s->Reindex();
         FDoc->Reshaped();
     }
-    if (remember) *Place = TIniPlace{FDoc->Shape, s, at};
+    if (remember) *Place = TIniPlace{FDoc->Shape, section, at};
 }
 
 bool TMemIniFile::SectionExists(const String& Section) { return FDoc->FindSection(Section) != nullptr; }

@@ -88,7 +88,7 @@ protected:
 // yet known.
 struct TIniPlace {
     uint64_t Shape = 0;
-    const void* Section = nullptr;
+    size_t Section = 0;  // the section's position in the cache
     size_t Line = 0;
 };
 

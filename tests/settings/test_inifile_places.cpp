@@ -96,6 +96,43 @@ TEST(IniPlaces, ALoadOrAnotherCacheNeverAnswersThroughAnOldPlace) {
     EXPECT_EQ(Utf8(ReadVia(other.Ini, u"S", u"A", other.A)), "1");
 }
 
+TEST(IniPlaces, AReloadWithTheSameLinesKeepsPlacesAndAnyOtherShapeDropsThem) {
+    {  // only values (and comments' text) changed: the places still name the same lines
+        ThreeLines t;
+        const uint64_t shape = t.C.Shape;
+        t.Ini.LoadFromBytes("[S]\nA=one\nB=two\nC=three\n\n[T]\nX=nine\n");
+        EXPECT_EQ(Utf8(ReadVia(t.Ini, u"S", u"C", t.C)), "three");
+        EXPECT_EQ(t.C.Shape, shape);  // answered through the place, not looked up again
+        t.Ini.WriteString(u"S", u"A", u"uno", t.A);
+        EXPECT_EQ(t.Ini.SaveToBytes(), "[S]\nA=uno\nB=two\nC=three\n\n[T]\nX=nine\n");
+    }
+    // Each of these files differs from the first only in its shape; a place
+    // taken before must never read a line of the new one by position.
+    const char* const reshaped[] = {
+        "[S]\nB=2\nA=1\nC=3\n\n[T]\nX=9\n",     // idents swapped
+        "[S]\nA=1\nb=2\nC=3\n\n[T]\nX=9\n",     // an ident respelled
+        "[S]\n;A=1\nB=2\nC=3\n\n[T]\nX=9\n",    // a line that is no longer an entry
+        "[S]\n\nA=1\nB=2\nC=3\n[T]\nX=9\n",     // a blank line moved
+        "[T]\nX=9\n[S]\nA=1\nB=2\nC=3\n",       // sections swapped
+        "[s]\nA=1\nB=2\nC=3\n\n[T]\nX=9\n",     // a section respelled
+        "[S]\nA=1\nB=2\nC=3\n\n[T]\nX=9\nY=8\n",  // a line more
+    };
+    for (const char* file : reshaped) {
+        SCOPED_TRACE(file);
+        ThreeLines t;
+        TIniPlace x;
+        EXPECT_EQ(Utf8(ReadVia(t.Ini, u"T", u"X", x)), "9");
+        t.Ini.LoadFromBytes(file);
+        TIniPlace* places[] = {&t.A, &t.B, &t.C, &x};
+        const char16_t* const idents[] = {u"A", u"B", u"C", u"X"};
+        for (int i = 0; i < 4; ++i) {
+            const String section = i < 3 ? u"S" : u"T";
+            EXPECT_EQ(Utf8(ReadVia(t.Ini, section, idents[i], *places[i])),
+                      Utf8(t.Ini.ReadString(section, idents[i], u"<none>")));
+        }
+    }
+}
+
 TEST(IniPlaces, WritesThroughAPlaceStillCheckTheIdentAndTrimNames) {
     TMemIniFile ini;
     ini.LoadFromBytes("[S]\n[odd=1\n");
