@@ -39,4 +39,15 @@ String TrimRight(std::u16string_view S);
 // A hash that agrees with AnsiSameText (equal folded texts hash alike).
 size_t HashFolded(std::u16string_view S);
 
+// Hash and equality of texts under the locale-free case folding, usable with
+// string views for look-ups without a copy.
+struct TFoldedHash {
+    using is_transparent = void;
+    size_t operator()(std::u16string_view S) const { return HashFolded(S); }
+};
+struct TFoldedEqual {
+    using is_transparent = void;
+    bool operator()(std::u16string_view A, std::u16string_view B) const { return AnsiSameText(A, B); }
+};
+
 }  // namespace ide

@@ -38,17 +38,6 @@ namespace ide {
 
 IDE_DECLARE_EXCEPTION(EIniFileException, Exception)
 
-// Hash and equality of texts under the locale-free case folding, usable with
-// string views for look-ups without a copy.
-struct TFoldedHash {
-    using is_transparent = void;
-    size_t operator()(std::u16string_view S) const { return HashFolded(S); }
-};
-struct TFoldedEqual {
-    using is_transparent = void;
-    bool operator()(std::u16string_view A, std::u16string_view B) const { return AnsiSameText(A, B); }
-};
-
 // Thread: one at a time.
 class TCustomIniFile : public TObject {
 public:

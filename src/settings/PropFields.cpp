@@ -160,7 +160,10 @@ void TPropField::SetFieldName(const String& Value) {
     if (!FFieldName.empty()) PropError(SCantModifyFieldName);
     if (FPropSet) FPropSet->CheckFieldName(Value);
     FFieldName = Value;
-    if (FPropSet) FPropSet->DataEvent(peFieldListChange, 0);
+    if (FPropSet) {
+        FPropSet->FieldNamed(this);
+        FPropSet->DataEvent(peFieldListChange, 0);
+    }
 }
 
 void TPropField::SetPropSet(TCustomPropSet* Value) {

@@ -46,7 +46,9 @@ void TCustomPropSet::DisableControls() {
 
 void TCustomPropSet::EnableControls() { TCustomPropSet::EndUpdate(); }
 
-TPropField* TCustomPropSet::FindField(const String& FieldName) {
+TPropField* TCustomPropSet::FindField(const String& FieldName) { return LookupField(FieldName); }
+
+TPropField* TCustomPropSet::LookupField(const String& FieldName) {
     for (int i = 0, n = GetFieldCount(); i < n; ++i) {
         TPropField* f = GetField(i);
         if (f && AnsiSameText(f->GetFieldName(), FieldName)) return f;
@@ -174,6 +176,8 @@ TPropSet::~TPropSet() {
 
 void TPropSet::AddField(TPropField* Field) {
     FFields.push_back(Field);
+    // Appended last: it is the first of its name only if none came before.
+    if (FFieldIndexValid && !Field->GetFieldName().empty()) FFieldIndex.emplace(Field->GetFieldName(), Field);
     Field->AttachToSet(this);
     DataEvent(peFieldListChange, 0);
 }
@@ -183,7 +187,25 @@ void TPropSet::RemoveField(TPropField* Field) {
     // Fields mostly go last first (DestroyFields): look from the back.
     auto it = std::find(FFields.rbegin(), FFields.rend(), Field);
     if (it != FFields.rend()) FFields.erase(std::next(it).base());
+    // A later field of the same name may now be the first: built again when asked.
+    FFieldIndexValid = false;
     if (!InState(csDestroying)) DataEvent(peFieldListChange, 0);
+}
+
+void TPropSet::FieldNamed(TPropField* Field) {
+    if (FFieldIndexValid) FFieldIndex.emplace(Field->GetFieldName(), Field);
+}
+
+TPropField* TPropSet::LookupField(const String& FieldName) {
+    if (!FFieldIndexValid) {
+        FFieldIndex.clear();
+        FFieldIndex.reserve(FFields.size());
+        for (TPropField* f : FFields)
+            if (!f->GetFieldName().empty()) FFieldIndex.emplace(f->GetFieldName(), f);
+        FFieldIndexValid = true;
+    }
+    auto it = FFieldIndex.find(FieldName);
+    return it == FFieldIndex.end() ? nullptr : it->second;
 }
 
 void TPropSet::DataEvent(TPropEvent Event, intptr_t Info) {

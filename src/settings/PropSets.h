@@ -27,8 +27,10 @@
 #pragma once
 
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
+#include "foundation/TextCompare.h"
 #include "settings/PropFields.h"
 
 namespace ide {
@@ -78,6 +80,8 @@ public:
     void AddLink(TPropLink* Link);
     void RemoveLink(TPropLink* Link);
     int GetLinkCount() const { return static_cast<int>(FLinks.size()); }
+    // Told by a field of this set when it gets its name.
+    virtual void FieldNamed(TPropField* /*Field*/) {}
     // "TPropCheckBox" for boolean fields, "TPropComboBox" for enum fields,
     // else "TPropEdit" (by the class of Field).
     static String GetDefaultControlClass(const TPropField* Field);
@@ -85,6 +89,8 @@ public:
 
 protected:
     friend class TPropSetDesigner;
+    // FindField's search; the default walks GetField in order.
+    virtual TPropField* LookupField(const String& FieldName);
     TPropSetDesigner* FDesigner = nullptr;
     std::vector<TPropLink*> FLinks;
     TPropValueNames FEmptyValuesList;
@@ -171,7 +177,10 @@ public:
 
     TNotifyEvent BeforeSave, AfterSave, BeforeLoad, AfterLoad;
 
+    void FieldNamed(TPropField* Field) override;
+
 protected:
+    TPropField* LookupField(const String& FieldName) override;
     virtual void DoAfterLoad();
     virtual void DoAfterSave();
     virtual void DoBeforeLoad();
@@ -182,6 +191,10 @@ protected:
     virtual void StateChanged() = 0;
 
     std::vector<TPropField*> FFields;
+    // The first field of each name, by folded name; built on the first
+    // look-up after a removal, kept up to date by additions and naming.
+    std::unordered_map<String, TPropField*, TFoldedHash, TFoldedEqual> FFieldIndex;
+    bool FFieldIndexValid = false;
     std::unique_ptr<TPropFieldDefs> FFieldDefs;
     TPropSetState FState = psInactive;
     bool FDestroyingFields = false;

@@ -266,6 +266,41 @@ TEST(Fields, NamesLabelsWidthsAndMembership) {
     delete g;
 }
 
+TEST(Fields, FindFieldAnswersTheFirstOfANameThroughAdditionsNamingAndRemovals) {
+    TRecordingSet set;
+    auto* a = NewField<TStringPropField>(set, u"Alpha");
+    EXPECT_EQ(set.FindField(u"ALPHA"), a);  // the first look-up builds the index
+    // Added after the index exists: found at once.
+    auto* b = NewField<TStringPropField>(set, u"Beta");
+    EXPECT_EQ(set.FindField(u"beta"), b);
+    // Named after joining: not found before, found after.
+    auto* late = new TStringPropField(&set);
+    set.AddField(late);
+    EXPECT_EQ(set.FindField(u"Late"), nullptr);
+    late->SetFieldName(u"Late");
+    EXPECT_EQ(set.FindField(u"late"), late);
+    // AddField doesn't check names: of two fields named alike the first in
+    // order answers, and the second once the first has gone.
+    auto* twin = new TStringPropField(&set);
+    twin->SetFieldName(u"alpha");
+    set.AddField(twin);
+    EXPECT_EQ(set.FindField(u"Alpha"), a);
+    set.RemoveField(a);
+    EXPECT_EQ(set.FindField(u"Alpha"), twin);
+    // A field that leaves (for another set, or freed) is not found any more.
+    TRecordingSet other;
+    b->SetPropSet(&other);
+    EXPECT_EQ(set.FindField(u"Beta"), nullptr);
+    EXPECT_EQ(other.FindField(u"Beta"), b);
+    delete late;
+    EXPECT_EQ(set.FindField(u"Late"), nullptr);
+    EXPECT_EQ(MessageOf<Exception>([&] { set.FieldByName(u"late"); }), "Field 'late' not found");
+    // Names freed are free again.
+    auto* again = NewField<TStringPropField>(set, u"Late");
+    EXPECT_EQ(set.FindField(u"LATE"), again);
+    delete a;
+}
+
 TEST(Fields, DefinitionsCreateTypedOrUntypedFields) {
     TRecordingSet set;
     set.SetName(u"Options");
