@@ -79,7 +79,9 @@ void WriteFileAtomic(const std::string& path, const std::string& bytes) {
         }
         done += static_cast<size_t>(n);
     }
-    if (::fsync(fd.F) != 0) {
+    // The data and the size that reads it back; the rename and the
+    // directory's flush below make the new name durable.
+    if (::fdatasync(fd.F) != 0) {
         int err = errno;
         ::unlink(tmp.c_str());
         Fail(path, "cannot flush", err);
