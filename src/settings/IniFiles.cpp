@@ -233,7 +233,8 @@ struct TMemIniFile::Doc {
         Reshaped();
     }
 
-    static void Parse(Doc& d, const std::string& bytes, const std::string& file) {
+    // The file's text in UTF-16, and its encoding.
+    static String Decode(const std::string& bytes, const std::string& file, Encoding& enc) {
         std::string_view b(bytes);
         String text;
         auto unit = [&](size_t k, bool le) {
@@ -242,19 +243,25 @@ struct TMemIniFile::Doc {
         };
         if (b.size() >= 2 && (b.substr(0, 2) == "\xFF\xFE" || b.substr(0, 2) == "\xFE\xFF")) {
             bool le = b[0] == '\xFF';
-            d.Enc = le ? Encoding::Utf16LE : Encoding::Utf16BE;
+            enc = le ? Encoding::Utf16LE : Encoding::Utf16BE;
             if (b.size() % 2 != 0) throw EIniFileException(file + ": truncated UTF-16 text (odd byte count)");
             text.reserve(b.size() / 2);
             for (size_t k = 2; k + 1 < b.size(); k += 2) text.push_back(unit(k, le));
         } else if (b.size() >= 3 && b.substr(0, 3) == "\xEF\xBB\xBF") {
-            d.Enc = Encoding::Utf8Bom;
+            enc = Encoding::Utf8Bom;
             text = DecodeUtf8Keeping(b.substr(3));
         } else {
-            d.Enc = Encoding::Utf8;
+            enc = Encoding::Utf8;
             text = DecodeUtf8Keeping(b);
         }
-        bool eolSeen = false;
-        Section* cur = nullptr;
+        return text;
+    }
+
+    // Calls f(line, end) for every line of text (the line without its
+    // terminator); answers the first terminator seen, or None.
+    template <class F>
+    static Eol ForEachLine(const String& text, const std::string& file, F&& f) {
+        Eol first = Eol::None;
         size_t lineNo = 0, i = 0;
         const size_t n = text.size();
         while (i < n) {
@@ -264,45 +271,73 @@ struct TMemIniFile::Doc {
             if (j - i > MaxLineLength)
                 throw EIniFileException(file + ":" + std::to_string(lineNo) + ": line too long");
             if (lineNo > MaxLines) throw EIniFileException(file + ":" + std::to_string(lineNo) + ": too many lines");
-            std::u16string_view line(text.data() + i, j - i);
             Eol end = Eol::None;
             size_t next = j;
             if (next < n) {
                 const bool crlf = text[next] == u'\r' && next + 1 < n && text[next + 1] == u'\n';
                 end = crlf ? Eol::CrLf : (text[next] == u'\r' ? Eol::Cr : Eol::Lf);
-                if (!eolSeen) {
-                    d.FileEol = end;
-                    eolSeen = true;
-                }
+                if (first == Eol::None) first = end;
                 next += crlf ? 2 : 1;
             }
+            f(std::u16string_view(text.data() + i, j - i), end);
             i = next;
-            const std::u16string_view trimmed = TrimView(line);
-            if (trimmed.size() >= 2 && trimmed.front() == u'[' && trimmed.back() == u']') {
-                const std::u16string_view name = TrimView(trimmed.substr(1, trimmed.size() - 2));
-                cur = d.FindSection(name);
+        }
+        return first;
+    }
+
+    // What one line is: a section header (with its name), an entry (with
+    // its ident and value; only inside a section) or anything else.
+    struct Parsed {
+        bool Header = false;
+        bool Entry = false;
+        bool Plain = false;
+        std::u16string_view Name, Key, Value;
+    };
+    static Parsed Classify(std::u16string_view line, bool inSection) {
+        Parsed p;
+        const std::u16string_view trimmed = TrimView(line);
+        if (trimmed.size() >= 2 && trimmed.front() == u'[' && trimmed.back() == u']') {
+            p.Header = true;
+            p.Name = TrimView(trimmed.substr(1, trimmed.size() - 2));
+            return p;
+        }
+        const size_t eq = line.find(u'=');
+        if (inSection && eq != std::u16string_view::npos && !trimmed.empty() && trimmed[0] != u';' &&
+            trimmed[0] != u'#') {
+            p.Key = TrimView(line.substr(0, eq));
+            if (!p.Key.empty()) {
+                p.Value = TrimView(line.substr(eq + 1));
+                p.Entry = true;
+                p.Plain = p.Key.size() + 1 + p.Value.size() == line.size();
+            }
+        }
+        return p;
+    }
+
+    static void Parse(Doc& d, const std::string& bytes, const std::string& file) {
+        const String text = Decode(bytes, file, d.Enc);
+        Section* cur = nullptr;
+        const Eol first = ForEachLine(text, file, [&](std::u16string_view line, Eol end) {
+            const Parsed p = Classify(line, cur != nullptr);
+            if (p.Header) {
+                cur = d.FindSection(p.Name);
                 if (!cur) {
-                    cur = d.AddSection(String(name));
+                    cur = d.AddSection(String(p.Name));
                     cur->HeaderRaw = String(line);
                     cur->HeaderEnd = end;
                     cur->HeaderDirty = false;
                 } else {
                     ++d.Merged;
                 }
-                continue;
+                return;
             }
             Line l;
             l.End = end;
-            size_t eq = line.find(u'=');
-            if (cur && eq != std::u16string_view::npos && !trimmed.empty() && trimmed[0] != u';' && trimmed[0] != u'#') {
-                const std::u16string_view key = TrimView(line.substr(0, eq));
-                if (!key.empty()) {
-                    const std::u16string_view value = TrimView(line.substr(eq + 1));
-                    l.Key = String(key);
-                    l.Value = String(value);
-                    l.Entry = true;
-                    l.Plain = key.size() + 1 + value.size() == line.size();
-                }
+            if (p.Entry) {
+                l.Key = String(p.Key);
+                l.Value = String(p.Value);
+                l.Entry = true;
+                l.Plain = p.Plain;
             }
             if (!l.Plain) l.Raw = String(line);
             if (cur) {
@@ -310,7 +345,77 @@ struct TMemIniFile::Doc {
                 const Line& added = cur->Lines.back();
                 if (added.Entry) cur->Index.emplace(added.Key, cur->Lines.size() - 1);
             } else d.Preamble.push_back(std::move(l));
-        }
+        });
+        if (first != Eol::None) d.FileEol = first;
+    }
+
+    // Reads bytes into this cache in place when they hold the same lines as
+    // it does (sections with the same names in the same order, entries at
+    // the same positions with the same idents, no merged headers): only
+    // values, spellings and line ends are taken over, and every remembered
+    // place stays good. Answers false, having changed nothing, otherwise.
+    // The result is what a fresh Parse would give.
+    bool ReloadInPlace(const std::string& bytes, const std::string& file) {
+        if (Merged != 0) return false;
+        Encoding enc;
+        const String text = Decode(bytes, file, enc);
+        // First pass: the same shape?
+        bool same = true;
+        size_t section = 0, row = 0, preamble = 0;
+        const Section* cur = nullptr;
+        auto lineCountsMatch = [&] {
+            return cur ? row == cur->Lines.size() : preamble == Preamble.size();
+        };
+        ForEachLine(text, file, [&](std::u16string_view line, Eol) {
+            if (!same) return;
+            const Parsed p = Classify(line, cur != nullptr);
+            if (p.Header) {
+                if (!lineCountsMatch() || section >= Sections.size() || Sections[section]->Name != p.Name) {
+                    same = false;
+                    return;
+                }
+                cur = Sections[section++].get();
+                row = 0;
+                return;
+            }
+            if (!cur) {
+                ++preamble;
+                return;
+            }
+            if (row >= cur->Lines.size()) {
+                same = false;
+                return;
+            }
+            const Line& l = cur->Lines[row++];
+            if (l.Entry != p.Entry || (p.Entry && l.Key != p.Key)) same = false;
+        });
+        if (!same || !lineCountsMatch() || section != Sections.size()) return false;
+        // Second pass: take the new text over.
+        section = 0;
+        row = 0;
+        preamble = 0;
+        Section* into = nullptr;
+        const Eol first = ForEachLine(text, file, [&](std::u16string_view line, Eol end) {
+            const Parsed p = Classify(line, into != nullptr);
+            if (p.Header) {
+                into = Sections[section++].get();
+                into->HeaderRaw.assign(line);
+                into->HeaderEnd = end;
+                into->HeaderDirty = false;
+                row = 0;
+                return;
+            }
+            Line& l = into ? into->Lines[row++] : Preamble[preamble++];
+            l.End = end;
+            l.Dirty = false;
+            l.Plain = p.Plain;
+            if (p.Entry) l.Value.assign(p.Value);
+            if (l.Plain) l.Raw.clear();
+            else l.Raw.assign(line);
+        });
+        Enc = enc;
+        FileEol = first != Eol::None ? first : Eol::Lf;
+        return true;
     }
 
     // Writes UTF-16 pieces in the file's encoding.
@@ -411,11 +516,13 @@ TMemIniFile::~TMemIniFile() = default;
 void TMemIniFile::Clear() { FDoc = std::make_unique<Doc>(); }
 
 void TMemIniFile::LoadFromBytes(const std::string& Bytes, const std::string& FileName) {
+    // The usual reload (the same file, only values changed) reuses the
+    // cache's lines and keeps the places remembered in it.
+    if (FDoc->ReloadInPlace(Bytes, FileName)) return;
     auto d = std::make_unique<Doc>();
     Doc::Parse(*d, Bytes, FileName);
-    // A file read again with the same sections and idents in the same order
-    // (the usual reload: only values changed) keeps the places remembered
-    // under the old cache, which name the same lines.
+    // The same sections and idents in the same order, but merged headers:
+    // the places name the same lines all the same.
     if (Doc::SameShape(*FDoc, *d)) d->Shape = FDoc->Shape;
     FDoc = std::move(d);
 }

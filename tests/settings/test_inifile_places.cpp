@@ -106,6 +106,25 @@ TEST(IniPlaces, AReloadWithTheSameLinesKeepsPlacesAndAnyOtherShapeDropsThem) {
         t.Ini.WriteString(u"S", u"A", u"uno", t.A);
         EXPECT_EQ(t.Ini.SaveToBytes(), "[S]\nA=uno\nB=two\nC=three\n\n[T]\nX=nine\n");
     }
+    {  // merged headers: a fresh cache, but the places still name the same lines
+        TMemIniFile ini;
+        ini.LoadFromBytes("[S]\nA=1\n[T]\nX=9\n[S]\nB=2\n");
+        TIniPlace b;
+        EXPECT_EQ(Utf8(ReadVia(ini, u"S", u"B", b)), "2");
+        const uint64_t shape = b.Shape;
+        ini.LoadFromBytes("[S]\nA=10\n[T]\nX=90\n[S]\nB=20\n");
+        EXPECT_EQ(Utf8(ReadVia(ini, u"S", u"B", b)), "20");
+        EXPECT_EQ(b.Shape, shape);
+        EXPECT_EQ(ini.MergedSectionCount(), 1);
+    }
+    {  // written lines are clean again after the reload, and keep the file's spelling
+        ThreeLines t;
+        t.Ini.WriteString(u"S", u"A", u"dirty", t.A);
+        t.Ini.LoadFromBytes("[S]\r\nA = 1\r\nB=2\r\nC=3\r\n\r\n[T]\r\nX=9");
+        EXPECT_EQ(Utf8(ReadVia(t.Ini, u"S", u"A", t.A)), "1");
+        t.Ini.WriteString(u"S", u"D", u"4");
+        EXPECT_EQ(t.Ini.SaveToBytes(), "[S]\r\nA = 1\r\nB=2\r\nC=3\r\nD=4\r\n\r\n[T]\r\nX=9");
+    }
     // Each of these files differs from the first only in its shape; a place
     // taken before must never read a line of the new one by position.
     const char* const reshaped[] = {
