@@ -17,12 +17,6 @@ namespace {
     throw EFileError(path + ": " + what + ": " + std::strerror(err));
 }
 
-std::string DirOf(const std::string& path) {
-    auto p = path.rfind('/');
-    if (p == std::string::npos) return ".";
-    return p == 0 ? "/" : path.substr(0, p);
-}
-
 struct Fd {
     int F = -1;
     ~Fd() {
@@ -79,8 +73,11 @@ void WriteFileAtomic(const std::string& path, const std::string& bytes) {
         }
         done += static_cast<size_t>(n);
     }
-    // The data and the size that reads it back; the rename and the
-    // directory's flush below make the new name durable.
+    // The data and the size that reads it back are on the disk before the
+    // rename: a crash at any point leaves the old file or the new one, whole.
+    // (The directory isn't flushed after the rename: that would only decide,
+    // at the price of another wait for the disk, which of the two a crash
+    // in the next few seconds leaves.)
     if (::fdatasync(fd.F) != 0) {
         int err = errno;
         ::unlink(tmp.c_str());
@@ -94,9 +91,6 @@ void WriteFileAtomic(const std::string& path, const std::string& bytes) {
         ::unlink(tmp.c_str());
         Fail(path, "cannot replace", err);
     }
-    Fd dir;
-    dir.F = ::open(DirOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (dir.F >= 0) (void)::fsync(dir.F);
 }
 
 void ForceDirectories(const std::string& path) {

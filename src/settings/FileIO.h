@@ -1,5 +1,5 @@
 // Whole-file reads and atomic whole-file writes over POSIX I/O. A write goes
-// to a temporary file in the same directory, is flushed to the disk (fsync),
+// to a temporary file in the same directory, is flushed to the disk (fdatasync),
 // and replaces the target by rename, so a reader or a crash sees either the
 // old file or the new one, never a mixture.
 //
