@@ -15,20 +15,21 @@ constexpr size_t kOwnBlock = kArenaBlock / 4;      // a text this long gets a bl
 // turns the fixed inner loops into vector instructions even at -O2.
 constexpr size_t kRun = 16;
 
-bool FitsInBytes(const char16_t* __restrict From, size_t N) {
+// Narrows into To and answers whether every character fitted in a byte;
+// if not, To holds garbage.
+bool NarrowIfFits(const char16_t* __restrict From, uint8_t* __restrict To, size_t N) {
     char16_t any = 0;
     size_t i = 0;
     for (; i + kRun <= N; i += kRun)
-        for (size_t j = 0; j < kRun; ++j) any |= From[i + j];
-    for (; i < N; ++i) any |= From[i];
+        for (size_t j = 0; j < kRun; ++j) {
+            any |= From[i + j];
+            To[i + j] = static_cast<uint8_t>(From[i + j]);
+        }
+    for (; i < N; ++i) {
+        any |= From[i];
+        To[i] = static_cast<uint8_t>(From[i]);
+    }
     return any <= 0xFF;
-}
-
-void Narrow(const char16_t* __restrict From, uint8_t* __restrict To, size_t N) {
-    size_t i = 0;
-    for (; i + kRun <= N; i += kRun)
-        for (size_t j = 0; j < kRun; ++j) To[i + j] = static_cast<uint8_t>(From[i + j]);
-    for (; i < N; ++i) To[i] = static_cast<uint8_t>(From[i]);
 }
 
 void Widen(const uint8_t* __restrict From, char16_t* __restrict To, size_t N) {
@@ -50,41 +51,48 @@ inline size_t HashPage(int64_t Page, size_t Mask) {
 
 uint8_t* TDisassemblyCache::TTextArena::Reserve(size_t Bytes, TTextRef& Ref) {
     if (Bytes > kOwnBlock) {
-        FBlocks.push_back(std::make_unique_for_overwrite<uint8_t[]>(Bytes));
+        FBlocks.push_back(static_cast<uint8_t*>(FRegion.Take(Bytes)));
         Ref.Block = static_cast<uint32_t>(FBlocks.size() - 1);
         Ref.Offset = 0;
-        return FBlocks.back().get();
+        return FBlocks.back();
     }
     if (FCurrent == SIZE_MAX || FUsed + Bytes > kArenaBlock) {
-        FBlocks.push_back(std::make_unique_for_overwrite<uint8_t[]>(kArenaBlock));
+        FBlocks.push_back(static_cast<uint8_t*>(FRegion.Take(kArenaBlock)));
         FCurrent = FBlocks.size() - 1;
         FUsed = 0;
     }
     Ref.Block = static_cast<uint32_t>(FCurrent);
     Ref.Offset = static_cast<uint32_t>(FUsed);
     FUsed += Bytes;
-    return FBlocks[FCurrent].get() + Ref.Offset;
+    return FBlocks[FCurrent] + Ref.Offset;
 }
 
 bool TDisassemblyCache::TTextArena::Store(TTextRef& Ref, const String& Text) {
     const size_t n = Text.size();
     if (n >= kWide) return false;
-    const char16_t* from = Text.data();
-    const bool wide = !FitsInBytes(from, n);
-    const size_t bytes = wide ? 2 * n : n;
-    const size_t held = (Ref.Length & kWide) ? 2 * size_t(Ref.Length & ~kWide) : size_t(Ref.Length);
-    uint8_t* to = nullptr;
-    if (bytes == 0)
+    if (n == 0) {
         Ref = TTextRef{};
-    else if (bytes <= held)
-        to = FBlocks[Ref.Block].get() + Ref.Offset;  // the old answer's room
-    else
-        to = Reserve(bytes, Ref);
-    if (wide)
-        std::memcpy(to, from, bytes);
-    else
-        Narrow(from, to, n);
-    Ref.Length = static_cast<uint32_t>(n) | (wide ? kWide : 0u);
+        return true;
+    }
+    const char16_t* from = Text.data();
+    const TTextRef old = Ref;
+    const size_t held = (old.Length & kWide) ? 2 * size_t(old.Length & ~kWide) : size_t(old.Length);
+    // One pass narrows and checks, into the old answer's room if it is
+    // large enough: most texts fit a byte a character.
+    uint8_t* to = n <= held ? FBlocks[old.Block] + old.Offset : Reserve(n, Ref);
+    if (NarrowIfFits(from, to, n)) {
+        Ref.Length = static_cast<uint32_t>(n);
+        return true;
+    }
+    // A character beyond a byte: two bytes a character.
+    if (2 * n <= held) {
+        Ref = old;
+        to = FBlocks[old.Block] + old.Offset;
+    } else {
+        to = Reserve(2 * n, Ref);
+    }
+    std::memcpy(to, from, 2 * n);
+    Ref.Length = static_cast<uint32_t>(n) | kWide;
     return true;
 }
 
@@ -92,7 +100,7 @@ void TDisassemblyCache::TTextArena::Load(const TTextRef& Ref, String& Text) cons
     const size_t n = Ref.Length & ~kWide;
     Text.resize(n);
     if (n == 0) return;
-    const uint8_t* from = FBlocks[Ref.Block].get() + Ref.Offset;
+    const uint8_t* from = FBlocks[Ref.Block] + Ref.Offset;
     if (Ref.Length & kWide)
         std::memcpy(Text.data(), from, 2 * n);
     else
@@ -100,7 +108,7 @@ void TDisassemblyCache::TTextArena::Load(const TTextRef& Ref, String& Text) cons
 }
 
 void TDisassemblyCache::TTextArena::Clear() {
-    std::vector<std::unique_ptr<uint8_t[]>>().swap(FBlocks);
+    std::vector<uint8_t*>().swap(FBlocks);
     FCurrent = SIZE_MAX;
     FUsed = 0;
 }
@@ -428,6 +436,7 @@ void TDisassemblyCache::Clear() {
     FRecords.Clear();
     FExtras.Clear();
     FTexts.Clear();
+    FRegion.Clear();
     FLastPage = -1;
     FLastPageKey = 0;
     FLastRecord = nullptr;

@@ -35,13 +35,19 @@
 // - Texts live in one arena of large blocks, a byte per character when every
 //   character of the text fits in one, and are overwritten in place when a
 //   new answer is no longer than the old one.
+// - Tables and texts are blocks of one zeroed region (TZeroedRegion), taken
+//   from the system in large chunks and given back whole by Clear: a walk
+//   through a library's code costs a few dozen page faults, not thousands.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <new>
+#include <type_traits>
 #include <vector>
 
+#include "cpuviews/DisCompRegion.h"
 #include "foundation/Runtime.h"
 
 namespace ide {
@@ -168,26 +174,30 @@ private:
         TTextRef LabelCode;
     };
 
-    // The arena of texts: blocks that never move once made.
+    // The arena of texts: blocks of the region, which never move.
     class TTextArena {
     public:
+        explicit TTextArena(TZeroedRegion& Region) : FRegion(Region) {}
         // False if the text is too long to be kept (2^31 characters or more).
         bool Store(TTextRef& Ref, const String& Text);
         void Load(const TTextRef& Ref, String& Text) const;
+        // Forgets the blocks; the region gives the memory back.
         void Clear();
 
     private:
         uint8_t* Reserve(size_t Bytes, TTextRef& Ref);
-        std::vector<std::unique_ptr<uint8_t[]>> FBlocks;
+        TZeroedRegion& FRegion;
+        std::vector<uint8_t*> FBlocks;
         size_t FCurrent = SIZE_MAX;  // the block being filled
         size_t FUsed = 0;
     };
 
-    // A vector in blocks that never move: growing copies nothing, and only
-    // the memory used is touched.
+    // A vector in blocks of the region that never move: growing copies
+    // nothing, and only the memory used is touched.
     template <class T, int Bits>
     class TBlockVector {
     public:
+        explicit TBlockVector(TZeroedRegion& Region) : FRegion(Region) {}
         size_t size() const { return FSize; }
         T& operator[](size_t I) { return FBlocks[I >> Bits][I & kMask]; }
         const T& operator[](size_t I) const { return FBlocks[I >> Bits][I & kMask]; }
@@ -195,21 +205,27 @@ private:
         size_t Grow(size_t Count) {
             const size_t first = FSize;
             while (Count > 0) {
-                if ((FSize & kMask) == 0) FBlocks.push_back(std::make_unique<T[]>(kMask + 1));
+                if ((FSize & kMask) == 0)
+                    FBlocks.push_back(static_cast<T*>(FRegion.Take(sizeof(T) * (kMask + 1))));
                 const size_t take = std::min(Count, kMask + 1 - (FSize & kMask));
+                T* at = FBlocks.back() + (FSize & kMask);
+                for (size_t i = 0; i < take; ++i) new (at + i) T();
                 FSize += take;
                 Count -= take;
             }
             return first;
         }
+        // Forgets the blocks; the region gives the memory back.
         void Clear() {
-            std::vector<std::unique_ptr<T[]>>().swap(FBlocks);
+            std::vector<T*>().swap(FBlocks);
             FSize = 0;
         }
 
     private:
+        static_assert(std::is_trivially_destructible_v<T>, "the region frees without destroying");
         static constexpr size_t kMask = (size_t(1) << Bits) - 1;
-        std::vector<std::unique_ptr<T[]>> FBlocks;
+        TZeroedRegion& FRegion;
+        std::vector<T*> FBlocks;
         size_t FSize = 0;
     };
 
@@ -236,10 +252,12 @@ private:
     // each 0 (no record) or 1 + an index into FRecords.
     std::vector<int64_t> FPageKeys;
     std::vector<uint32_t> FPageSlots;
-    TBlockVector<uint32_t, 16> FPageRecords;
-    TBlockVector<TRecord, 12> FRecords;
-    TBlockVector<TExtraRecord, 10> FExtras;
-    TTextArena FTexts;
+    // Declared before the tables and texts that live in it.
+    TZeroedRegion FRegion;
+    TBlockVector<uint32_t, 16> FPageRecords{FRegion};
+    TBlockVector<TRecord, 12> FRecords{FRegion};
+    TBlockVector<TExtraRecord, 10> FExtras{FRegion};
+    TTextArena FTexts{FRegion};
     mutable int64_t FLastPageKey = 0;
     mutable int32_t FLastPage = -1;
     // The record of the last address asked for: one paint asks about the

@@ -2,7 +2,9 @@
 // a hit, what is remembered of an empty answer, what clears.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <map>
+#include <vector>
 
 #include "ScriptedHost.h"
 
@@ -242,6 +244,73 @@ TEST(DisassemblyCache, RepeatedQuestionsAboutOneAddressSeeItsLatestDeposits) {
     ASSERT_TRUE(c.FetchAsmCode(0x7FFFFFFFFFFFFF00, t, n));
     EXPECT_EQ(t, u"high");
     EXPECT_FALSE(c.FetchAsmCode(0xFF, t, n));
+}
+
+TEST(DisassemblyCache, ARewrittenTextKeepsItsCharactersWhicheverWidthEitherNeeds) {
+    // A new answer goes into the old one's room when it fits there, narrow
+    // or wide, and elsewhere when it does not; a neighbour written after the
+    // first answer must never be overwritten.
+    TDisassemblyCache c;
+    const String narrowLong(40, u'n');
+    const String wideShort = u"\u4e2d\u6587";            // 2 characters, 4 bytes
+    const String wideLong = String(30, u'w') + u"\u4e2d";  // 31 characters, 62 bytes
+    const String neighbour = u"neighbour text";
+    String t;
+    int64_t n = 0;
+    for (const String& second : {wideShort, wideLong, narrowLong, String(u"x"), String(u"\u00ff\u00fe")}) {
+        for (const String& first : {narrowLong, wideShort, wideLong}) {
+            c.Clear();
+            c.DepositAsmCode(0x10, first, 1);
+            c.DepositAsmCode(0x11, neighbour, 2);
+            c.DepositAsmCode(0x10, second, 3);
+            ASSERT_TRUE(c.FetchAsmCode(0x10, t, n));
+            EXPECT_EQ(t, second);
+            ASSERT_TRUE(c.FetchAsmCode(0x11, t, n));
+            EXPECT_EQ(t, neighbour);
+        }
+    }
+}
+
+TEST(ZeroedRegion, BlocksAreZeroedAlignedDisjointAndSurviveUntilClear) {
+    TZeroedRegion region;
+    struct Block {
+        uint8_t* At;
+        size_t Size;
+        uint8_t Mark;
+    };
+    std::vector<Block> blocks;
+    // Small blocks, blocks near the chunk sizes, and one larger than any
+    // chunk: some 70 MiB in all, so the chunks for huge pages are used too.
+    const size_t sizes[] = {1, 24, 64, 4096, 100000, 256 * 1024, 1 << 20, 3 << 20, 40 << 20};
+    uint8_t mark = 1;
+    for (int round = 0; round < 3; ++round) {
+        for (size_t size : sizes) {
+            if (size == (40u << 20) && round > 0) continue;
+            auto* p = static_cast<uint8_t*>(region.Take(size));
+            ASSERT_NE(p, nullptr);
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(p) % 16, 0u) << size;
+            // Zeroed at both ends and in the middle; then written through.
+            EXPECT_EQ(p[0], 0);
+            EXPECT_EQ(p[size / 2], 0);
+            EXPECT_EQ(p[size - 1], 0);
+            std::memset(p, mark, size);
+            blocks.push_back({p, size, mark});
+            mark = static_cast<uint8_t>(mark % 250 + 1);
+        }
+    }
+    // No block overlaps another: every one still holds its own mark.
+    for (const Block& b : blocks) {
+        EXPECT_EQ(b.At[0], b.Mark);
+        EXPECT_EQ(b.At[b.Size - 1], b.Mark);
+    }
+    size_t total = 0;
+    for (const Block& b : blocks) total += b.Size;
+    EXPECT_GE(region.Reserved(), total);
+    region.Clear();
+    EXPECT_EQ(region.Reserved(), 0u);
+    auto* again = static_cast<uint8_t*>(region.Take(4096));
+    EXPECT_EQ(again[0], 0);
+    EXPECT_EQ(again[4095], 0);
 }
 
 struct ReadThrough : ::testing::Test {
