@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <bit>
 #include <cstring>
 
 namespace ide {
@@ -35,6 +36,23 @@ struct LineBuffer {
         }
         for (int i = Digits - 1; i >= 0; --i, Value >>= 4) Data[Size + size_t(i)] = hex[Value & 15];
         Size += size_t(Digits);
+    }
+    // An address as 16 digits, eight at a time: every nibble spread into a
+    // byte of its own, turned into its digit with no branch, the eight
+    // bytes put most significant first.
+    void Hex16(uint64_t Value) {
+        static_assert(std::endian::native == std::endian::little, "the digits are stored as one word");
+        if (Size + 16 > sizeof Data) return Hex(Value, 16);
+        for (int half = 0; half < 2; ++half) {
+            uint64_t x = half == 0 ? Value >> 32 : Value & 0xFFFFFFFFu;
+            x = (x | (x << 16)) & 0x0000FFFF0000FFFFull;
+            x = (x | (x << 8)) & 0x00FF00FF00FF00FFull;
+            x = (x | (x << 4)) & 0x0F0F0F0F0F0F0F0Full;  // nibble i in byte i
+            const uint64_t letters = ((x + 0x0606060606060606ull) >> 4) & 0x0101010101010101ull;
+            x = __builtin_bswap64(x + 0x3030303030303030ull + letters * ('a' - '0' - 10));
+            std::memcpy(Data + Size, &x, 8);
+            Size += 8;
+        }
     }
     // A byte as two digits and a space; the caller has made room.
     void HexByteAndSpace(uint8_t Value) {
@@ -119,7 +137,7 @@ void TDisasmBackEnd::InstructionText(uint64_t& Address, bool Small, String& Text
     uint8_t bytes[kMaxInsn];
     const size_t got = Read(Address, bytes, kMaxInsn);
     LineBuffer line;
-    line.Hex(Address, 16);
+    line.Hex16(Address);
     line.Add("  ");
     if (got == 0) {
         line.Add(Small ? "<unreadable>" : "??                        <unreadable>");

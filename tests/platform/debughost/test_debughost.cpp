@@ -5,6 +5,7 @@
 // defined answers.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -282,6 +283,94 @@ TEST(StaticImage, LinesKeepTheirColumnsAndTheDecoderFitsAnyBuffer) {
     // Without a buffer only the facts are found.
     EXPECT_EQ(decoder.DecodeTo(0x1000, mov, sizeof mov, facts, nullptr, 0), 0u);
     EXPECT_EQ(facts.Length, 3);
+}
+
+// The line of one instruction composed the plain way, from the decoder and
+// the symbol table alone: what every faster path must still print.
+std::string ComposedLine(const TElfImage& Image, const TX86Decoder& Decoder, uint64_t Address, uint64_t& Next) {
+    uint8_t bytes[15];
+    const size_t got = Image.ReadMemory(Address, bytes, sizeof bytes);
+    char head[24];
+    std::snprintf(head, sizeof head, "%016llx  ", static_cast<unsigned long long>(Address));
+    if (got == 0) {
+        Next = Address + 1;
+        return std::string(head) + "??                        <unreadable>";
+    }
+    const TDecodedInstruction d = Decoder.Decode(Address, bytes, got);
+    std::string column;
+    for (int i = 0; i < std::min(d.Length, 8); ++i) {
+        char b[4];
+        std::snprintf(b, sizeof b, "%02x ", bytes[i]);
+        column += b;
+    }
+    if (d.Length > 8) column += "..";
+    column.resize(26, ' ');
+    std::string line = head + column + d.Text;
+    if (d.HasTarget) {
+        if (const TElfSymbol* s = Image.SymbolContaining(d.Target)) {
+            line += " <" + s->Name;
+            if (d.Target != s->Address) {
+                char off[24];
+                std::snprintf(off, sizeof off, "+0x%llx", static_cast<unsigned long long>(d.Target - s->Address));
+                line += off;
+            }
+            line += ">";
+        }
+    }
+    Next = Address + static_cast<uint64_t>(d.Length);
+    return line;
+}
+
+std::string LibCPath() {
+    std::error_code ec;
+    for (const char* p : {"/lib/x86_64-linux-gnu/libc.so.6", "/usr/lib/x86_64-linux-gnu/libc.so.6"})
+        if (std::filesystem::exists(p, ec)) return p;
+    return {};
+}
+
+TEST(StaticImage, TheViewPrintsWhatTheDecoderAndSymbolsComposeColdAndWarm) {
+    // The whole debuggee, a stretch of the C library with its many kinds of
+    // instruction, and addresses outside any code; through a new view (every
+    // answer from the back end), through the same view again (every answer
+    // from the memo), and from the back end directly.
+    std::vector<std::pair<std::shared_ptr<TElfImage>, size_t>> files{{TElfImage::Open(kDebuggee), SIZE_MAX}};
+    if (const std::string libc = LibCPath(); !libc.empty()) files.emplace_back(TElfImage::Open(libc), 40000);
+    TX86Decoder decoder;
+    for (const auto& [image, limit] : files) {
+        TDisasmBackEnd backEnd(image);
+        TDisassemblerLogic view;
+        backEnd.Attach(view);
+        view.SetSmallDisplay(false);
+        std::vector<std::string> expected;
+        std::vector<uint64_t> starts;
+        uint64_t a = image->TextAddress();
+        while (a < image->TextEnd() && expected.size() < limit) {
+            starts.push_back(a);
+            expected.push_back(ComposedLine(*image, decoder, a, a));
+        }
+        const uint64_t end = a;
+        // Unreadable addresses, at the top of the address space too.
+        for (uint64_t far : {uint64_t(0x10), uint64_t(0xFFFFFFFFFFFFFFF0), uint64_t(0x0123456789ABCDEF)}) {
+            uint64_t n = 0;
+            starts.push_back(far);
+            expected.push_back(ComposedLine(*image, decoder, far, n));
+        }
+        for (int pass = 0; pass < 2; ++pass) {
+            String text;
+            for (size_t i = 0; i < starts.size(); ++i) {
+                int64_t at = static_cast<int64_t>(starts[i]);
+                view.DisassembleAt(at, text);
+                ASSERT_EQ(Utf8(text), expected[i]) << image->Path() << " pass " << pass;
+                if (i + 1 < starts.size() && starts[i + 1] > starts[i] && starts[i + 1] <= end) {
+                    ASSERT_EQ(static_cast<uint64_t>(at), starts[i + 1]);
+                }
+            }
+        }
+        uint64_t direct = starts.front();
+        String line;
+        backEnd.InstructionText(direct, false, line);
+        EXPECT_EQ(Utf8(line), expected.front());
+    }
 }
 
 TEST(StaticImage, GarbageCodeAndDamagedFilesGiveClearAnswers) {
