@@ -78,15 +78,43 @@ public:
     TPaintGutterEvent OnPaintEndOfLine;
 
     // --- Read-through operations: the memo first, the host on a miss ---
-    void DisassembleAt(int64_t& Address, String& Text);
-    int32_t DisassembleAdditionalAt(int64_t Address, String& Text);
+    // A paint asks the ones on every line: their hits are inline, the
+    // exchange with the host on a miss is not.
+    void DisassembleAt(int64_t& Address, String& Text) {
+        int64_t next = Address;
+        if (FCache.FetchAsmCode(Address, Text, next))
+            Address = next;
+        else
+            AskDisassemble(Address, Text);
+    }
+    int32_t DisassembleAdditionalAt(int64_t Address, String& Text) {
+        int32_t count = 0;
+        if (FCache.FetchAddlAsmCode(Address, Text, count)) return count;
+        return AskAdditional(Address, Text);
+    }
     int32_t DisassembleAdditionalAt(int64_t Address);
-    TCPUSourcePos FindSourceLine(int64_t Address, int64_t& FirstStat, int32_t& LineSize);
+    TCPUSourcePos FindSourceLine(int64_t Address, int64_t& FirstStat, int32_t& LineSize) {
+        TCPUSourcePos pos;
+        if (FCache.FetchSourcePos(Address, pos, FirstStat, LineSize)) return pos;
+        return AskSourceLine(Address, FirstStat, LineSize);
+    }
     bool FindLineCode(const TCPUSourcePos& SourcePos, int64_t& Address, int32_t& LineSize);
     String GetFileName(const TCPUSourcePos& SourcePos);
-    int64_t GetNextAddr(int64_t Address);
-    int64_t GetPrevAddr(int64_t Address);
-    bool GetLabel(int64_t Address, String& Text);
+    int64_t GetNextAddr(int64_t Address) {
+        int64_t next = 0;
+        if (FCache.FetchNextAddr(Address, next)) return next;
+        return AskNextAddr(Address);
+    }
+    int64_t GetPrevAddr(int64_t Address) {
+        int64_t prev = 0;
+        if (FCache.FetchPrevAddr(Address, prev)) return prev;
+        return AskPrevAddr(Address);
+    }
+    bool GetLabel(int64_t Address, String& Text) {
+        // On a hit the answer is derived from the text: an empty label is False.
+        if (FCache.FetchLabelCode(Address, Text)) return !Text.empty();
+        return AskLabel(Address, Text);
+    }
     bool GetLabel(int64_t Address);
     // Never cached.
     String GetSourceText(const TCPUSourcePos& SourcePos);
@@ -103,7 +131,13 @@ public:
     int64_t EndSelectionAddress() const { return FEndSelectionAddress; }
     void SetEndSelectionAddress(int64_t Value);
     bool HasMultiSelection() const { return FHasMultiSelection; }
-    bool AddressIsSelected(int64_t Address) const;
+    bool AddressIsSelected(int64_t Address) const {
+        if (Address == FSelectedAddress) return true;
+        if (!FHasMultiSelection) return false;
+        const int64_t lo = FSelectedAddress < FEndSelectionAddress ? FSelectedAddress : FEndSelectionAddress;
+        const int64_t hi = FSelectedAddress < FEndSelectionAddress ? FEndSelectionAddress : FSelectedAddress;
+        return lo <= Address && Address <= hi;
+    }
     String GetSelectedText();
 
     // --- Walks and the screen-line map ---
@@ -181,11 +215,30 @@ public:
     void ResizeList() {}
 
 protected:
+    // The misses of the read-through operations: the host is asked and its
+    // answer deposited. The string arguments arrive cleared.
+    void AskDisassemble(int64_t& Address, String& Text);
+    int32_t AskAdditional(int64_t Address, String& Text);
+    TCPUSourcePos AskSourceLine(int64_t Address, int64_t& FirstStat, int32_t& LineSize);
+    int64_t AskNextAddr(int64_t Address);
+    int64_t AskPrevAddr(int64_t Address);
+    bool AskLabel(int64_t Address, String& Text);
+
     struct TScratch;
+    // IterateAddrs for the view's own walks (paint, GoForward): the callback
+    // is called directly, not through a std::function.
+    template <class TCallback>
+    void Iterate(TCallback&& Callback, int64_t Address);
     // DrawLine, collecting the text only when Text is given.
     bool DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String* Text, TCanvas* Canvas);
     void Invalidate();
-    void RecordLine(int Line, int64_t Address);
+    void RecordLine(int Line, int64_t Address) {
+        if (Line >= 0 && static_cast<size_t>(Line) < FAddressList.size())
+            FAddressList[static_cast<size_t>(Line)] = Address;
+        else
+            GrowAndRecordLine(Line, Address);
+    }
+    void GrowAndRecordLine(int Line, int64_t Address);
     void PaintGutter(TCanvas& Canvas, int64_t Address, const TRect& Rect, bool IsSourceOrLabel);
     void SetLeftCol(int Value);
     void KeepInView(int64_t Value);
@@ -221,5 +274,46 @@ protected:
     String FScratchLine;
     bool FScratchLineInUse = false;
 };
+
+template <class TCallback>
+void TDisassemblerLogic::Iterate(TCallback&& Callback, int64_t Address) {
+    // Address arithmetic wraps instead of overflowing.
+    auto addWrap = [](int64_t A, int64_t B) {
+        return static_cast<int64_t>(static_cast<uint64_t>(A) + static_cast<uint64_t>(B));
+    };
+    int64_t srcAddr = 0;  // first statement of the next source line
+    int32_t lineSize = 0;
+    TCPUSourcePos sourcePos;
+    for (;;) {
+        TCPUSourcePos noSource;
+        if (!FMixedSource) {
+            if (!Callback(Address, noSource)) return;
+            continue;
+        }
+        if (srcAddr < Address || Address == 0) {
+            sourcePos = FindSourceLine(Address, srcAddr, lineSize);
+            if (sourcePos.FileIndex > 0 && Address > srcAddr) {
+                // Inside a source line: its header is not shown; aim at the
+                // next one. Its own first statement goes unused.
+                srcAddr = addWrap(srcAddr, lineSize);
+                int64_t unused = 0;
+                sourcePos = FindSourceLine(srcAddr, unused, lineSize);
+            } else if (sourcePos.FileIndex == 0) {
+                srcAddr = 0;
+            }
+        }
+        if (Address == srcAddr) {
+            TCPUSourcePos pos = sourcePos;
+            if (!Callback(Address, pos)) return;
+            if (sourcePos.FileIndex > 0) {
+                srcAddr = addWrap(srcAddr, lineSize);
+                int64_t unused = 0;
+                sourcePos = FindSourceLine(srcAddr, unused, lineSize);
+            }
+        } else {
+            if (!Callback(Address, noSource)) return;
+        }
+    }
+}
 
 }  // namespace ide

@@ -33,12 +33,18 @@ bool NarrowIfFits(const char16_t* __restrict From, uint8_t* __restrict To, size_
 }
 
 void Widen(const uint8_t* __restrict From, char16_t* __restrict To, size_t N) {
-    size_t i = 0;
-    for (; i + kRun <= N; i += kRun)
+    if (N < kRun) {
+        for (size_t i = 0; i < N; ++i) To[i] = From[i];
+        return;
+    }
+    // Whole runs, the last one overlapping the one before it: no character
+    // is left for a loop of single steps.
+    for (size_t i = 0;; i += kRun) {
+        if (i + kRun > N) i = N - kRun;
         for (size_t j = 0; j < kRun; ++j) To[i + j] = From[i + j];
-    for (; i < N; ++i) To[i] = From[i];
+        if (i + kRun == N) return;
+    }
 }
-
 inline size_t HashPage(int64_t Page, size_t Mask) {
     uint64_t h = static_cast<uint64_t>(Page) * 0x9E3779B97F4A7C15ull;
     return static_cast<size_t>(h ^ (h >> 29)) & Mask;
@@ -126,6 +132,7 @@ int32_t TDisassemblyCache::FindPage(int64_t Page) const {
         if (FPageKeys[slot - 1] == Page) {
             FLastPageKey = Page;
             FLastPage = static_cast<int32_t>(slot - 1);
+            FLastPageRecords = &FPageRecords[size_t(FLastPage) << kPageBits];
             return FLastPage;
         }
     }
@@ -152,22 +159,12 @@ int32_t TDisassemblyCache::AddPage(int64_t Page) {
     FPageRecords.Grow(kPageSize);
     FLastPageKey = Page;
     FLastPage = static_cast<int32_t>(FPageKeys.size() - 1);
+    FLastPageRecords = &FPageRecords[size_t(FLastPage) << kPageBits];
     return FLastPage;
 }
 
-const TDisassemblyCache::TRecord* TDisassemblyCache::Find(int64_t Address) const {
-    if (FLastRecord && FLastAddress == Address) return FLastRecord;
-    const int32_t page = FindPage(Address >> kPageBits);
-    if (page < 0) return nullptr;
-    const uint32_t record = FPageRecords[(size_t(page) << kPageBits) | size_t(Address & (kPageSize - 1))];
-    if (!record) return nullptr;
-    FLastAddress = Address;
-    FLastRecord = &FRecords[record - 1];  // records never move until Clear
-    return FLastRecord;
-}
-
-const TDisassemblyCache::TExtraRecord* TDisassemblyCache::ExtraOf(const TRecord& R, TCachedValue V) const {
-    return (R.InExtra & Bit(V)) ? &FExtras[R.Extra - 1] : nullptr;
+const uint32_t* TDisassemblyCache::PageRecords(int64_t Page) const {
+    return FindPage(Page) < 0 ? nullptr : FLastPageRecords;
 }
 
 TDisassemblyCache::TRecord* TDisassemblyCache::Slot(int64_t Address) {
@@ -260,75 +257,11 @@ bool TDisassemblyCache::FetchSourcePosCacheEntry(const TCPUSourcePos& SourcePos,
     return e != nullptr;
 }
 
-bool TDisassemblyCache::FetchAsmCode(int64_t Address, String& AsmCode, int64_t& NextAddress) const {
-    const TRecord* r = Find(Address);
-    if (!r || !(r->CachedValues & Bit(cvAsm))) {
-        AsmCode.clear();
-        return false;
-    }
-    FTexts.Load(r->AsmCode, AsmCode);
-    if (r->CachedValues & Bit(cvNextAddr)) NextAddress = r->NextAddr;
-    return true;
-}
 
-bool TDisassemblyCache::FetchNextAddr(int64_t Address, int64_t& NextAddr) const {
-    const TRecord* r = Find(Address);
-    if (!r || !(r->CachedValues & Bit(cvAsm))) return false;  // cvAsm on purpose: see the file head
-    NextAddr = r->NextAddr;
-    return true;
-}
 
-bool TDisassemblyCache::FetchPrevAddr(int64_t Address, int64_t& PrevAddr) const {
-    const TRecord* r = Find(Address);
-    if (!r || !(r->CachedValues & Bit(cvPrevAddr))) return false;
-    PrevAddr = r->PrevAddr;
-    return true;
-}
 
-bool TDisassemblyCache::FetchAddlAsmCode(int64_t Address, String& AddlAsmCode, int32_t& AddlAsmCount) const {
-    const TRecord* r = Find(Address);
-    if (!r || !(r->CachedValues & Bit(cvAddlAsm))) {
-        AddlAsmCode.clear();
-        return false;
-    }
-    if (const TExtraRecord* x = ExtraOf(*r, cvAddlAsm)) {
-        FTexts.Load(x->AddlAsmCode, AddlAsmCode);
-        AddlAsmCount = x->AddlAsmCount;
-    } else {
-        AddlAsmCode.clear();
-        AddlAsmCount = 0;
-    }
-    return true;
-}
 
-bool TDisassemblyCache::FetchSourcePos(int64_t Address, TCPUSourcePos& SourcePos, int64_t& FirstStat,
-                                       int32_t& LineSize) const {
-    const TRecord* r = Find(Address);
-    if (!r || !(r->CachedValues & Bit(cvSourcePos))) return false;
-    if (const TExtraRecord* x = ExtraOf(*r, cvSourcePos)) {
-        SourcePos = x->SourcePos;
-        FirstStat = x->SourcePosFirstStat;
-        LineSize = x->SourcePosLineSize;
-    } else {
-        SourcePos = TCPUSourcePos{};
-        FirstStat = 0;
-        LineSize = 0;
-    }
-    return true;
-}
 
-bool TDisassemblyCache::FetchLabelCode(int64_t Address, String& LabelCode) const {
-    const TRecord* r = Find(Address);
-    if (!r || !(r->CachedValues & Bit(cvLabel))) {
-        LabelCode.clear();
-        return false;
-    }
-    if (const TExtraRecord* x = ExtraOf(*r, cvLabel))
-        FTexts.Load(x->LabelCode, LabelCode);
-    else
-        LabelCode.clear();
-    return true;
-}
 
 bool TDisassemblyCache::FetchFileName(const TCPUSourcePos& SourcePos, String& FileName) const {
     FileName.clear();
@@ -439,6 +372,7 @@ void TDisassemblyCache::Clear() {
     FRegion.Clear();
     FLastPage = -1;
     FLastPageKey = 0;
+    FLastPageRecords = nullptr;
     FLastRecord = nullptr;
     FLastAddress = 0;
     std::vector<TSourcePosCacheEntry>().swap(FSourcePosEntries);

@@ -232,9 +232,27 @@ private:
     static constexpr int kPageBits = 8;
     static constexpr int64_t kPageSize = int64_t(1) << kPageBits;
 
-    const TRecord* Find(int64_t Address) const;
+    // The record of an address, or null. Inline for the repeated questions
+    // about one address and about its neighbours; the page index is asked
+    // out of line, when the page changes.
+    const TRecord* Find(int64_t Address) const {
+        if (FLastRecord && FLastAddress == Address) return FLastRecord;
+        const int64_t page = Address >> kPageBits;
+        const uint32_t* records = FLastPageRecords && FLastPageKey == page ? FLastPageRecords : PageRecords(page);
+        if (!records) return nullptr;
+        const uint32_t record = records[Address & (kPageSize - 1)];
+        if (!record) return nullptr;
+        FLastAddress = Address;
+        FLastRecord = &FRecords[record - 1];  // records never move until Clear
+        return FLastRecord;
+    }
+    // The record numbers of a page (null if it has none), which becomes the
+    // last page.
+    const uint32_t* PageRecords(int64_t Page) const;
     // The extra record of R when value V has content there, else null.
-    const TExtraRecord* ExtraOf(const TRecord& R, TCachedValue V) const;
+    const TExtraRecord* ExtraOf(const TRecord& R, TCachedValue V) const {
+        return (R.InExtra & (1u << V)) ? &FExtras[R.Extra - 1] : nullptr;
+    }
     const TSourcePosCacheEntry* Find(const TCPUSourcePos& SourcePos) const;
     TRecord* Slot(int64_t Address);
     TExtraRecord& ExtraOf(TRecord& R);
@@ -260,6 +278,7 @@ private:
     TTextArena FTexts{FRegion};
     mutable int64_t FLastPageKey = 0;
     mutable int32_t FLastPage = -1;
+    mutable const uint32_t* FLastPageRecords = nullptr;  // of FLastPage: its 256 numbers lie in one block
     // The record of the last address asked for: one paint asks about the
     // same address several times in a row (code, label, source, extra lines).
     mutable int64_t FLastAddress = 0;
@@ -270,5 +289,78 @@ private:
     std::vector<uint32_t> FSourcePosSlots;
     bool FDisableCaching = false;
 };
+
+// The reads the view asks on every line, inline: on a hit they cost a test of
+// the last record asked for and a copy of the out-arguments.
+
+inline bool TDisassemblyCache::FetchAsmCode(int64_t Address, String& AsmCode, int64_t& NextAddress) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvAsm))) {
+        AsmCode.clear();
+        return false;
+    }
+    FTexts.Load(r->AsmCode, AsmCode);
+    if (r->CachedValues & (1u << cvNextAddr)) NextAddress = r->NextAddr;
+    return true;
+}
+
+inline bool TDisassemblyCache::FetchNextAddr(int64_t Address, int64_t& NextAddr) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvAsm))) return false;  // cvAsm on purpose: see the file head
+    NextAddr = r->NextAddr;
+    return true;
+}
+
+inline bool TDisassemblyCache::FetchPrevAddr(int64_t Address, int64_t& PrevAddr) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvPrevAddr))) return false;
+    PrevAddr = r->PrevAddr;
+    return true;
+}
+
+inline bool TDisassemblyCache::FetchAddlAsmCode(int64_t Address, String& AddlAsmCode, int32_t& AddlAsmCount) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvAddlAsm))) {
+        AddlAsmCode.clear();
+        return false;
+    }
+    if (const TExtraRecord* x = ExtraOf(*r, cvAddlAsm)) {
+        FTexts.Load(x->AddlAsmCode, AddlAsmCode);
+        AddlAsmCount = x->AddlAsmCount;
+    } else {
+        AddlAsmCode.clear();
+        AddlAsmCount = 0;
+    }
+    return true;
+}
+
+inline bool TDisassemblyCache::FetchSourcePos(int64_t Address, TCPUSourcePos& SourcePos, int64_t& FirstStat,
+                                              int32_t& LineSize) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvSourcePos))) return false;
+    if (const TExtraRecord* x = ExtraOf(*r, cvSourcePos)) {
+        SourcePos = x->SourcePos;
+        FirstStat = x->SourcePosFirstStat;
+        LineSize = x->SourcePosLineSize;
+    } else {
+        SourcePos = TCPUSourcePos{};
+        FirstStat = 0;
+        LineSize = 0;
+    }
+    return true;
+}
+
+inline bool TDisassemblyCache::FetchLabelCode(int64_t Address, String& LabelCode) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvLabel))) {
+        LabelCode.clear();
+        return false;
+    }
+    if (const TExtraRecord* x = ExtraOf(*r, cvLabel))
+        FTexts.Load(x->LabelCode, LabelCode);
+    else
+        LabelCode.clear();
+    return true;
+}
 
 }  // namespace ide

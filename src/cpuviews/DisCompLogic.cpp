@@ -29,12 +29,7 @@ void TDisassemblerLogic::Invalidate() {
 // ---------------------------------------------------------------------------
 // Read-through operations
 
-void TDisassemblerLogic::DisassembleAt(int64_t& Address, String& Text) {
-    int64_t next = Address;
-    if (FCache.FetchAsmCode(Address, Text, next)) {
-        Address = next;
-        return;
-    }
+void TDisassemblerLogic::AskDisassemble(int64_t& Address, String& Text) {
     if (OnDisassemble) {
         const int64_t key = Address;
         int32_t size = 0;
@@ -51,10 +46,8 @@ void TDisassemblerLogic::DisassembleAt(int64_t& Address, String& Text) {
     Address = AddWrap(Address, 1);
 }
 
-int32_t TDisassemblerLogic::DisassembleAdditionalAt(int64_t Address, String& Text) {
+int32_t TDisassemblerLogic::AskAdditional(int64_t Address, String& Text) {
     int32_t count = 0;
-    if (FCache.FetchAddlAsmCode(Address, Text, count)) return count;
-    count = 0;
     Text.clear();
     if (OnDisassembleAdditional) {
         const int64_t prev = GetPrevAddr(Address);
@@ -69,10 +62,8 @@ int32_t TDisassemblerLogic::DisassembleAdditionalAt(int64_t Address) {
     return DisassembleAdditionalAt(Address, ignored);
 }
 
-TCPUSourcePos TDisassemblerLogic::FindSourceLine(int64_t Address, int64_t& FirstStat, int32_t& LineSize) {
+TCPUSourcePos TDisassemblerLogic::AskSourceLine(int64_t Address, int64_t& FirstStat, int32_t& LineSize) {
     TCPUSourcePos pos;
-    if (FCache.FetchSourcePos(Address, pos, FirstStat, LineSize)) return pos;
-    pos = {};
     FirstStat = 0;
     LineSize = 0;
     if (OnFindSourceLine) OnFindSourceLine(this, Address, FirstStat, LineSize, pos);
@@ -99,29 +90,23 @@ String TDisassemblerLogic::GetFileName(const TCPUSourcePos& SourcePos) {
     return name;
 }
 
-int64_t TDisassemblerLogic::GetNextAddr(int64_t Address) {
-    int64_t next = 0;
-    if (FCache.FetchNextAddr(Address, next)) return next;
+int64_t TDisassemblerLogic::AskNextAddr(int64_t Address) {
     if (!OnGetNextAddr) return AddWrap(Address, 1);
-    next = Address;
+    int64_t next = Address;
     OnGetNextAddr(this, Address, next);
     FCache.DepositNextAddr(Address, next);
     return next;
 }
 
-int64_t TDisassemblerLogic::GetPrevAddr(int64_t Address) {
-    int64_t prev = 0;
-    if (FCache.FetchPrevAddr(Address, prev)) return prev;
+int64_t TDisassemblerLogic::AskPrevAddr(int64_t Address) {
     if (!OnGetPrevAddr) return AddWrap(Address, -1);
-    prev = Address;
+    int64_t prev = Address;
     OnGetPrevAddr(this, Address, prev);
     FCache.DepositPrevAddr(Address, prev);
     return prev;
 }
 
-bool TDisassemblerLogic::GetLabel(int64_t Address, String& Text) {
-    // On a hit the answer is derived from the text: an empty label is False.
-    if (FCache.FetchLabelCode(Address, Text)) return !Text.empty();
+bool TDisassemblerLogic::AskLabel(int64_t Address, String& Text) {
     bool result = false;
     if (OnGetLabel) OnGetLabel(this, Address, Text, result);
     FCache.DepositLabelCode(Address, Text);
@@ -149,39 +134,7 @@ bool TDisassemblerLogic::IsBreakpoint(int64_t Address) {
 // The forward walk
 
 void TDisassemblerLogic::IterateAddrs(const TIterateCallback& Callback, int64_t Address) {
-    int64_t srcAddr = 0;  // first statement of the next source line
-    int32_t lineSize = 0;
-    TCPUSourcePos sourcePos;
-    for (;;) {
-        TCPUSourcePos noSource;
-        if (!FMixedSource) {
-            if (!Callback(Address, noSource)) return;
-            continue;
-        }
-        if (srcAddr < Address || Address == 0) {
-            sourcePos = FindSourceLine(Address, srcAddr, lineSize);
-            if (sourcePos.FileIndex > 0 && Address > srcAddr) {
-                // Inside a source line: its header is not shown; aim at the
-                // next one. Its own first statement goes unused.
-                srcAddr = AddWrap(srcAddr, lineSize);
-                int64_t unused = 0;
-                sourcePos = FindSourceLine(srcAddr, unused, lineSize);
-            } else if (sourcePos.FileIndex == 0) {
-                srcAddr = 0;
-            }
-        }
-        if (Address == srcAddr) {
-            TCPUSourcePos pos = sourcePos;
-            if (!Callback(Address, pos)) return;
-            if (sourcePos.FileIndex > 0) {
-                srcAddr = AddWrap(srcAddr, lineSize);
-                int64_t unused = 0;
-                sourcePos = FindSourceLine(srcAddr, unused, lineSize);
-            }
-        } else {
-            if (!Callback(Address, noSource)) return;
-        }
-    }
+    Iterate(Callback, Address);
 }
 
 int64_t TDisassemblerLogic::GoForward(int Count, int64_t Address) {
@@ -190,7 +143,7 @@ int64_t TDisassemblerLogic::GoForward(int Count, int64_t Address) {
     // A 16-bit counter can wrap when a host claims thousands of additional
     // lines; no screen is 65,536 instructions long, so the walk ends there.
     int steps = 0;
-    IterateAddrs(
+    Iterate(
         [&](int64_t& A, TCPUSourcePos& Pos) {
             last = A;
             if (!(counter < Count) || ++steps > 0x10000) return false;
@@ -238,7 +191,7 @@ int TDisassemblerLogic::GetIndex(int64_t Address, bool FindLast) const {
     return found;
 }
 
-void TDisassemblerLogic::RecordLine(int Line, int64_t Address) {
+void TDisassemblerLogic::GrowAndRecordLine(int Line, int64_t Address) {
     if (Line < 0) return;
     while (static_cast<size_t>(Line) >= FAddressList.size()) FAddressList.resize(FAddressList.size() + 128, 0);
     FAddressList[Line] = Address;
@@ -265,14 +218,6 @@ void TDisassemblerLogic::InternalSetSelectedAddress(int64_t Value) {
     FSelectedAddress = Value;
     FHasMultiSelection = false;
     FEndSelectionAddress = 0;
-}
-
-bool TDisassemblerLogic::AddressIsSelected(int64_t Address) const {
-    if (Address == FSelectedAddress) return true;
-    if (!FHasMultiSelection) return false;
-    const int64_t lo = std::min(FSelectedAddress, FEndSelectionAddress);
-    const int64_t hi = std::max(FSelectedAddress, FEndSelectionAddress);
-    return lo <= Address && Address <= hi;
 }
 
 // Step 3 of keeping a new selection in view: the value is not on screen.

@@ -21,11 +21,11 @@ String CutPath(const String& Name) {
 }  // namespace
 
 // One of the view's kept strings, or a string of its own when the kept ones
-// are in use further up the stack.
+// are in use further up the stack. A kept string keeps its last text: its
+// user overwrites it whole, and a string that need not grow costs no fill.
 struct TDisassemblerLogic::TScratch {
     TScratch(String& Kept, bool& InUse) : FInUse(InUse), FOwn(InUse), Text(FOwn ? FLocal : Kept) {
         FInUse = true;
-        Text.clear();
     }
     ~TScratch() {
         if (!FOwn) FInUse = false;
@@ -176,8 +176,8 @@ bool TDisassemblerLogic::DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos S
                 const int textEnd = FLeftGutterWidth + 3 + dx + Canvas->TextWidth(lineText);
                 OnPaintEndOfLine(this, lineAddress, *Canvas, Rect(textEnd, top, right, top + lh), false);
             }
-            const bool themed = FWindow && FWindow->ThemeActive();
-            if (!themed && lineAddress <= FSelectedAddress && FSelectedAddress < Address && FWindow &&
+            // The window is asked only for the line that holds the selection.
+            if (lineAddress <= FSelectedAddress && FSelectedAddress < Address && FWindow && !FWindow->ThemeActive() &&
                 FWindow->Focused())
                 Canvas->DrawFocusRect(Rect(FLeftGutterWidth + dx, firstLine * lh, right + 1, (Line + 1) * lh));
         }
@@ -197,7 +197,7 @@ bool TDisassemblerLogic::DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos S
 
 void TDisassemblerLogic::Paint(TCanvas& Canvas) {
     int line = 0;
-    IterateAddrs(
+    Iterate(
         [&](int64_t& Address, TCPUSourcePos& SourcePos) {
             // The lines' text is not collected: nothing reads it.
             const bool drew = DrawLineTo(Address, line, SourcePos, true, nullptr, &Canvas);

@@ -292,3 +292,121 @@ TEST_F(Walk, AHookThatCopiesOrPaintsAgainInsideAPaintLeavesTheLinesIntact) {
 }
 
 }  // namespace
+
+namespace {
+
+// One view with its memo and one with DisableCaching, each over its own copy
+// of the same scripted program: labels, additional lines, source lines,
+// breakpoints and gaps. Whatever the user does, the memo may only save
+// questions; the two views must paint and select alike, line for line.
+struct TwinViews {
+    ScriptedHost Host[2];
+    RecordingWindow Window[2];
+    TDisassemblerLogic View[2]{TDisassemblerLogic(&Window[0]), TDisassemblerLogic(&Window[1])};
+
+    TwinViews() {
+        uint64_t seed = 777;
+        auto next = [&] {
+            seed ^= seed << 13, seed ^= seed >> 7, seed ^= seed << 17;
+            return seed;
+        };
+        for (ScriptedHost& h : Host) {
+            seed = 777;
+            int64_t a = 0x4000;
+            for (int i = 0; i < 400; ++i) {
+                const int len = 1 + static_cast<int>(next() % 7);
+                h.Code.push_back({a, len, "op" + std::to_string(i) + std::string(next() % 40, 'x')});
+                if (i % 37 == 5) h.Labels[a] = "fn" + std::to_string(i);
+                if (i % 23 == 7) h.Additional[a] = "; note " + std::to_string(i) + (i % 2 ? "\n; more" : "");
+                if (i % 11 == 3) h.Breakpoints[a] = true;
+                a += len + (i % 97 == 50 ? 9 : 0);  // a few gaps without code
+            }
+            for (int i = 0; i + 3 < 400; i += 3 + static_cast<int>(next() % 5))
+                if (i % 4 != 1)
+                    h.Lines.push_back({h.Code[i].Addr, h.Code[i + 2].Addr + h.Code[i + 2].Len, uint32_t(100 + i),
+                                       i % 3 ? "x = " + std::to_string(i) + ";" : ""});
+        }
+        for (int v = 0; v < 2; ++v) {
+            Host[v].Attach(View[v]);
+            View[v].Resize(480, 95);
+            View[v].FontChanged();
+            View[v].SetDisableCaching(v == 1);
+            View[v].SetTopAddress(0x4000);
+        }
+    }
+
+    template <class F>
+    void Both(F&& Action) {
+        for (int v = 0; v < 2; ++v) Action(View[v], Window[v]);
+    }
+};
+
+TEST(CachedAndUncachedViews, PaintSelectAndScrollAlikeWhateverTheUserDoes) {
+    TwinViews twins;
+    uint64_t seed = 4242;
+    auto next = [&] {
+        seed ^= seed << 13, seed ^= seed >> 7, seed ^= seed << 17;
+        return seed;
+    };
+    int cachedAsked = 0;
+    for (int step = 0; step < 600; ++step) {
+        const uint64_t r = next();
+        const int what = static_cast<int>(r % 16);
+        const int arg = static_cast<int>((r >> 8) % 1000);
+        twins.Both([&](TDisassemblerLogic& v, RecordingWindow& w) {
+            switch (what) {
+            case 0: case 1: v.VScroll(SB_PAGEDOWN); break;
+            case 2: case 3: v.VScroll(SB_PAGEUP); break;
+            case 4: v.VScroll(arg % 2 ? SB_LINEDOWN : SB_LINEUP); break;
+            case 5: v.KeyDown(arg % 2 ? VK_DOWN : VK_UP, arg % 3 == 0 ? ShiftBit(ssShift) : 0); break;
+            case 6: v.KeyDown(arg % 2 ? VK_NEXT : VK_PRIOR, arg % 5 == 0 ? ShiftBit(ssShift) : 0); break;
+            case 7: v.KeyDown(arg % 2 ? VK_LEFT : VK_RIGHT, ShiftBit(ssCtrl)); break;  // off by a byte
+            case 8: v.MouseWheel(arg % 2 ? 1 : -1); break;
+            case 9:
+                v.MouseDown(arg % 3 == 0 ? mbRight : mbLeft, arg % 4 == 0 ? ShiftBit(ssShift) : 0, arg % 300,
+                            arg % 95);
+                v.MouseUp(mbLeft, 0, 0, 0);
+                break;
+            case 10: v.SetSelectedAddress(0x4000 + arg % 1800); break;  // also inside instructions
+            case 11: v.SetMixedSource(arg % 3 != 0); break;
+            case 12: v.SetShowAdditionalDisasm(arg % 4 != 0); break;
+            case 13: arg % 2 ? v.FocusIn() : v.FocusOut(); w.Focus = arg % 2; break;
+            case 14: v.SetTopAddress(0x4000 + arg * 2); break;
+            default: v.HScroll(SB_LINEDOWN, 0); break;
+            }
+        });
+        RecordingCanvas canvas[2];
+        twins.Both([&](TDisassemblerLogic& v, RecordingWindow&) { v.Paint(canvas[&v == &twins.View[1]]); });
+        const TDisassemblerLogic& a = twins.View[0];
+        const TDisassemblerLogic& b = twins.View[1];
+        ASSERT_EQ(canvas[0].Texts.size(), canvas[1].Texts.size()) << "step " << step;
+        for (size_t i = 0; i < canvas[0].Texts.size(); ++i) {
+            const RecordingCanvas::Text& x = canvas[0].Texts[i];
+            const RecordingCanvas::Text& y = canvas[1].Texts[i];
+            ASSERT_EQ(x.S, y.S) << "step " << step << " line " << i;
+            ASSERT_EQ(x.Y, y.Y) << "step " << step;
+            ASSERT_EQ(x.Bold, y.Bold) << "step " << step;
+            ASSERT_EQ(x.Back, y.Back) << "step " << step;
+            ASSERT_EQ(x.Fore, y.Fore) << "step " << step;
+        }
+        ASSERT_EQ(canvas[0].Fills, canvas[1].Fills) << "step " << step;
+        ASSERT_EQ(canvas[0].FocusRects, canvas[1].FocusRects) << "step " << step;
+        ASSERT_EQ(a.TopAddress(), b.TopAddress()) << "step " << step;
+        ASSERT_EQ(a.BottomAddress(), b.BottomAddress()) << "step " << step;
+        ASSERT_EQ(a.SelectedAddress(), b.SelectedAddress()) << "step " << step;
+        ASSERT_EQ(a.HasMultiSelection(), b.HasMultiSelection()) << "step " << step;
+        ASSERT_EQ(a.EndSelectionAddress(), b.EndSelectionAddress()) << "step " << step;
+        ASSERT_EQ(a.AddressList(), b.AddressList()) << "step " << step;
+        ASSERT_EQ(twins.Window[0].Rects, twins.Window[1].Rects) << "step " << step;
+        if (step % 50 == 0) {
+            ASSERT_EQ(twins.View[0].GetSelectedText(), twins.View[1].GetSelectedText()) << "step " << step;
+        }
+        cachedAsked = twins.Host[0].Disassemble + twins.Host[0].Prev + twins.Host[0].Next + twins.Host[0].Source;
+    }
+    // The memo saved questions; the view without it asked every time.
+    const int uncachedAsked =
+        twins.Host[1].Disassemble + twins.Host[1].Prev + twins.Host[1].Next + twins.Host[1].Source;
+    EXPECT_LT(cachedAsked * 5, uncachedAsked);
+}
+
+}  // namespace
