@@ -163,7 +163,7 @@ int32_t TDisassemblyCache::AddPage(int64_t Page) {
     return FLastPage;
 }
 
-const uint32_t* TDisassemblyCache::PageRecords(int64_t Page) const {
+TDisassemblyCache::TRecord* const* TDisassemblyCache::PageRecords(int64_t Page) const {
     return FindPage(Page) < 0 ? nullptr : FLastPageRecords;
 }
 
@@ -171,9 +171,8 @@ TDisassemblyCache::TRecord* TDisassemblyCache::Slot(int64_t Address) {
     if (FDisableCaching) return nullptr;
     int32_t page = FindPage(Address >> kPageBits);
     if (page < 0) page = AddPage(Address >> kPageBits);
-    uint32_t& record = FPageRecords[(size_t(page) << kPageBits) | size_t(Address & (kPageSize - 1))];
-    if (record == 0) record = static_cast<uint32_t>(FRecords.Grow(1) + 1);
-    TRecord* r = &FRecords[record - 1];
+    TRecord*& r = FPageRecords[(size_t(page) << kPageBits) | size_t(Address & (kPageSize - 1))];
+    if (!r) r = &FRecords[FRecords.Grow(1)];  // records never move until Clear
     FLastAddress = Address;
     FLastRecord = r;
     return r;

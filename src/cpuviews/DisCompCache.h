@@ -25,9 +25,10 @@
 // Layout, for a walk through a whole library's code (hundreds of thousands
 // of addresses, mostly one after the other):
 // - The address index is a table of 256-address pages: an open-addressing
-//   index maps a page number to a page, and a page holds one 32-bit record
-//   number per address of it. The page of the last question is remembered,
-//   so neighbouring and repeated questions skip the page index.
+//   index maps a page number to a page, and a page holds a pointer to the
+//   record of each address of it (records never move), so a question costs
+//   two reads. The page of the last question is remembered, so
+//   neighbouring and repeated questions skip the page index.
 // - A record is small and fixed (next and previous address, the code's
 //   text and the bits of what is known). An empty answer (no label, no
 //   source line, no additional lines: what most addresses get) is a bit in
@@ -238,17 +239,17 @@ private:
     const TRecord* Find(int64_t Address) const {
         if (FLastRecord && FLastAddress == Address) return FLastRecord;
         const int64_t page = Address >> kPageBits;
-        const uint32_t* records = FLastPageRecords && FLastPageKey == page ? FLastPageRecords : PageRecords(page);
+        TRecord* const* records = FLastPageRecords && FLastPageKey == page ? FLastPageRecords : PageRecords(page);
         if (!records) return nullptr;
-        const uint32_t record = records[Address & (kPageSize - 1)];
+        const TRecord* record = records[Address & (kPageSize - 1)];
         if (!record) return nullptr;
         FLastAddress = Address;
-        FLastRecord = &FRecords[record - 1];  // records never move until Clear
-        return FLastRecord;
+        FLastRecord = record;
+        return record;
     }
-    // The record numbers of a page (null if it has none), which becomes the
-    // last page.
-    const uint32_t* PageRecords(int64_t Page) const;
+    // The records of a page (null if it has none), which becomes the last
+    // page.
+    TRecord* const* PageRecords(int64_t Page) const;
     // The extra record of R when value V has content there, else null.
     const TExtraRecord* ExtraOf(const TRecord& R, TCachedValue V) const {
         return (R.InExtra & (1u << V)) ? &FExtras[R.Extra - 1] : nullptr;
@@ -267,18 +268,18 @@ private:
 
     // FPageSlots[i] is 0 (free) or 1 + a page number; a power of two in
     // size, at most half full. Page p owns FPageRecords[p << kPageBits ...],
-    // each 0 (no record) or 1 + an index into FRecords.
+    // each null (no record) or the record, which never moves until Clear.
     std::vector<int64_t> FPageKeys;
     std::vector<uint32_t> FPageSlots;
     // Declared before the tables and texts that live in it.
     TZeroedRegion FRegion;
-    TBlockVector<uint32_t, 16> FPageRecords{FRegion};
+    TBlockVector<TRecord*, 15> FPageRecords{FRegion};
     TBlockVector<TRecord, 12> FRecords{FRegion};
     TBlockVector<TExtraRecord, 10> FExtras{FRegion};
     TTextArena FTexts{FRegion};
     mutable int64_t FLastPageKey = 0;
     mutable int32_t FLastPage = -1;
-    mutable const uint32_t* FLastPageRecords = nullptr;  // of FLastPage: its 256 numbers lie in one block
+    mutable TRecord* const* FLastPageRecords = nullptr;  // of FLastPage: its 256 pointers lie in one block
     // The record of the last address asked for: one paint asks about the
     // same address several times in a row (code, label, source, extra lines).
     mutable int64_t FLastAddress = 0;
