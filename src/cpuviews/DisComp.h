@@ -225,6 +225,11 @@ protected:
     bool AskLabel(int64_t Address, String& Text);
 
     struct TScratch;
+    struct TLineWriter;
+    // The lines of an instruction's group, drawn and recorded by W.
+    bool DrawHeaderLine(TLineWriter& W, int64_t Address, const TCPUSourcePos& SourcePos);
+    void DrawLabelLine(TLineWriter& W, String& Label);
+    void DrawAdditionalLines(TLineWriter& W, const String& Additional, int32_t Count);
     // IterateAddrs for the view's own walks (paint, GoForward): the callback
     // is called directly, not through a std::function.
     template <class TCallback>
@@ -268,11 +273,18 @@ protected:
     TAddressSize FAddressSize = as32;
     bool FMouseDown = false;
     TDisassemblyCache FCache;
-    // The line string kept between lines so that painting a page allocates
-    // nothing; a hook that paints or copies again from inside a paint gets
+    // The strings kept between lines so that painting a page allocates
+    // nothing: the instruction line, the label, the additional lines and one
+    // of them. A hook that paints or copies again from inside a paint gets
     // its own.
     String FScratchLine;
     bool FScratchLineInUse = false;
+    String FScratchLabel;
+    bool FScratchLabelInUse = false;
+    String FScratchAdditional;
+    bool FScratchAdditionalInUse = false;
+    String FScratchPart;
+    bool FScratchPartInUse = false;
 };
 
 template <class TCallback>

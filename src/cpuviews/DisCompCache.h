@@ -117,6 +117,10 @@ public:
     bool FetchAddlAsmCode(int64_t Address, String& AddlAsmCode, int32_t& AddlAsmCount) const;
     bool FetchSourcePos(int64_t Address, TCPUSourcePos& SourcePos, int64_t& FirstStat, int32_t& LineSize) const;
     bool FetchLabelCode(int64_t Address, String& LabelCode) const;
+    // The same two reads without the text, for a caller that needs only
+    // whether there is a label, or how many additional lines.
+    bool FetchLabelCode(int64_t Address, bool& NotEmpty) const;
+    bool FetchAddlAsmCount(int64_t Address, int32_t& AddlAsmCount) const;
     bool FetchFileName(const TCPUSourcePos& SourcePos, String& FileName) const;
     bool FetchAddress(const TCPUSourcePos& SourcePos, int64_t& Address, int32_t& LineSize) const;
 
@@ -361,6 +365,21 @@ inline bool TDisassemblyCache::FetchLabelCode(int64_t Address, String& LabelCode
         FTexts.Load(x->LabelCode, LabelCode);
     else
         LabelCode.clear();
+    return true;
+}
+
+inline bool TDisassemblyCache::FetchLabelCode(int64_t Address, bool& NotEmpty) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvLabel))) return false;
+    NotEmpty = ExtraOf(*r, cvLabel) != nullptr;  // an empty label is no content
+    return true;
+}
+
+inline bool TDisassemblyCache::FetchAddlAsmCount(int64_t Address, int32_t& AddlAsmCount) const {
+    const TRecord* r = Find(Address);
+    if (!r || !(r->CachedValues & (1u << cvAddlAsm))) return false;
+    const TExtraRecord* x = ExtraOf(*r, cvAddlAsm);
+    AddlAsmCount = x ? x->AddlAsmCount : 0;
     return true;
 }
 

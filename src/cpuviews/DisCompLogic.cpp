@@ -58,8 +58,11 @@ int32_t TDisassemblerLogic::AskAdditional(int64_t Address, String& Text) {
 }
 
 int32_t TDisassemblerLogic::DisassembleAdditionalAt(int64_t Address) {
-    String ignored;
-    return DisassembleAdditionalAt(Address, ignored);
+    // A hit needs no text: nothing is copied for a walk that only counts.
+    int32_t count = 0;
+    if (FCache.FetchAddlAsmCount(Address, count)) return count;
+    String text;
+    return AskAdditional(Address, text);
 }
 
 TCPUSourcePos TDisassemblerLogic::AskSourceLine(int64_t Address, int64_t& FirstStat, int32_t& LineSize) {
@@ -114,8 +117,10 @@ bool TDisassemblerLogic::AskLabel(int64_t Address, String& Text) {
 }
 
 bool TDisassemblerLogic::GetLabel(int64_t Address) {
-    String ignored;
-    return GetLabel(Address, ignored);
+    bool notEmpty = false;
+    if (FCache.FetchLabelCode(Address, notEmpty)) return notEmpty;
+    String text;
+    return AskLabel(Address, text);
 }
 
 String TDisassemblerLogic::GetSourceText(const TCPUSourcePos& SourcePos) {

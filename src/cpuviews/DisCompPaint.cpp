@@ -68,17 +68,94 @@ bool TDisassemblerLogic::DrawLine(int64_t& Address, int& Line, TCPUSourcePos Sou
     return DrawLineTo(Address, Line, SourcePos, Draw, &Text, Canvas);
 }
 
+// Where the lines of one instruction's group go: the canvas (when drawing),
+// the collected text (when asked for), the screen-line map.
+struct TDisassemblerLogic::TLineWriter {
+    TDisassemblerLogic& View;
+    TCanvas* Canvas;  // null: nothing is drawn
+    String* Text;     // null: no text is collected
+    int64_t LineAddress;
+    int& Line;
+    bool AnyLine;
+    // Logical x runs from the unscrolled left edge; the canvas gets x minus
+    // the horizontal scroll.
+    int Dx, Right, Height;
+
+    void Emit(const String& LineText) {
+        if (Text) {
+            if (AnyLine) *Text += u"\r\n";
+            AnyLine = true;
+            *Text += LineText;
+        }
+        if (Canvas) {
+            const int top = Line * Height;
+            Canvas->TextRect(Rect(View.FLeftGutterWidth + Dx, top, Right, top + Height), View.FLeftGutterWidth + 3 + Dx,
+                             top, LineText);
+        }
+        View.RecordLine(Line, LineAddress);
+        ++Line;
+    }
+    void Bold(bool On) {
+        if (Canvas) SetBold(*Canvas, On);
+    }
+};
+
+bool TDisassemblerLogic::DrawHeaderLine(TLineWriter& W, int64_t Address, const TCPUSourcePos& SourcePos) {
+    W.Bold(true);
+    String label;
+    const String source = GetSourceText(SourcePos);
+    if (source.empty() && GetLabel(Address, label)) {
+        W.Emit(label + u":");
+    } else {
+        String file = CutPath(GetFileName(SourcePos));
+        if (file.empty()) file = u"<unknown file>";
+        char num[16];
+        std::snprintf(num, sizeof num, ".%u: ", SourcePos.LineNum);
+        W.Emit(file + Str(num) + source);
+    }
+    W.Bold(false);
+    return true;
+}
+
+void TDisassemblerLogic::DrawLabelLine(TLineWriter& W, String& Label) {
+    W.Bold(true);
+    Label += u':';  // a kept string: no new one for the line
+    W.Emit(Label);
+    W.Bold(false);
+}
+
+void TDisassemblerLogic::DrawAdditionalLines(TLineWriter& W, const String& Additional, int32_t Count) {
+    W.Bold(true);
+    // A count beyond the lines the text holds gives the lines it holds.
+    const int32_t held =
+        1 + static_cast<int32_t>(std::min<size_t>(std::count(Additional.begin(), Additional.end(), u'\n'), 0x7FFFFFFE));
+    TScratch part(FScratchPart, FScratchPartInUse);
+    size_t from = 0;
+    for (int32_t i = 0; i < std::min(Count, held); ++i) {
+        const size_t lf = from <= Additional.size() ? Additional.find(u'\n', from) : String::npos;
+        if (lf == String::npos) {
+            if (from < Additional.size())
+                part.Text.assign(Additional, from);
+            else
+                part.Text.clear();
+            from = Additional.size() + 1;
+        } else {
+            part.Text.assign(Additional, from, lf - from);
+            from = lf + 1;
+        }
+        W.Emit(part.Text);
+    }
+    W.Bold(false);
+}
+
 bool TDisassemblerLogic::DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos SourcePos, bool Draw, String* Text,
                                     TCanvas* Canvas) {
     Draw = Draw && Canvas;
     const int firstLine = Line;
-    const int64_t lineAddress = Address;
     const int lh = FLineHeight;
-    // Logical x runs from the unscrolled left edge; the canvas gets x minus
-    // the horizontal scroll.
     const int dx = -FLeftCol;
-    const int right = FClientWidth + FLeftCol + dx;
-    bool anyLine = Text && !Text->empty();
+    TLineWriter w{*this, Draw ? Canvas : nullptr, Text, Address, Line, Text && !Text->empty(), dx,
+                  FClientWidth + FLeftCol + dx, lh};
 
     if (Draw) {
         if (AddressIsSelected(Address)) {
@@ -96,90 +173,51 @@ bool TDisassemblerLogic::DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos S
         }
     }
 
-    auto addText = [&](const String& LineText) {
-        if (!Text) return;
-        if (anyLine) *Text += u"\r\n";
-        anyLine = true;
-        *Text += LineText;
-    };
-    auto emit = [&](const String& LineText) {
-        addText(LineText);
-        if (Draw) {
-            const int top = Line * lh;
-            Canvas->TextRect(Rect(FLeftGutterWidth + dx, top, right, top + lh), FLeftGutterWidth + 3 + dx, top, LineText);
-        }
-        RecordLine(Line, lineAddress);
-        ++Line;
-    };
-    auto bold = [&](bool On) {
-        if (Draw) SetBold(*Canvas, On);
-    };
-
+    // The group above the instruction: a source header or a label, then the
+    // additional lines. Most instructions have none; what there is to draw
+    // is drawn out of line.
     bool group = false;
-    String label;
-    if (SourcePos.FileIndex > 0 && FMixedSource) {
-        bold(true);
-        const String source = GetSourceText(SourcePos);
-        if (source.empty() && GetLabel(Address, label)) {
-            emit(label + u":");
-        } else {
-            String file = CutPath(GetFileName(SourcePos));
-            if (file.empty()) file = u"<unknown file>";
-            char num[16];
-            std::snprintf(num, sizeof num, ".%u: ", SourcePos.LineNum);
-            emit(file + Str(num) + source);
+    {
+        TScratch label(FScratchLabel, FScratchLabelInUse);
+        if (SourcePos.FileIndex > 0 && FMixedSource) {
+            group = DrawHeaderLine(w, Address, SourcePos);
+        } else if (GetLabel(Address, label.Text)) {
+            DrawLabelLine(w, label.Text);
+            group = true;
         }
-        bold(false);
-        group = true;
-    } else if (GetLabel(Address, label)) {
-        bold(true);
-        emit(label + u":");
-        bold(false);
-        group = true;
     }
-
     if (FShowAdditionalDisasm && Line < FLineCount) {
-        String additional;
-        const int32_t count = DisassembleAdditionalAt(Address, additional);
+        TScratch additional(FScratchAdditional, FScratchAdditionalInUse);
+        const int32_t count = DisassembleAdditionalAt(Address, additional.Text);
         if (count > 0) {
-            bold(true);
-            // A count beyond the lines the text holds gives the lines it holds.
-            const int32_t held =
-                1 + static_cast<int32_t>(std::min<size_t>(std::count(additional.begin(), additional.end(), u'\n'), 0x7FFFFFFE));
-            size_t from = 0;
-            for (int32_t i = 0; i < std::min(count, held); ++i) {
-                const size_t lf = from <= additional.size() ? additional.find(u'\n', from) : String::npos;
-                if (lf == String::npos) {
-                    emit(from < additional.size() ? additional.substr(from) : String());
-                    from = additional.size() + 1;
-                } else {
-                    emit(additional.substr(from, lf - from));
-                    from = lf + 1;
-                }
-            }
-            bold(false);
+            DrawAdditionalLines(w, additional.Text, count);
             group = true;
         }
     }
 
     bool result = false;
     const int instructionLine = Line;
+    const int64_t lineAddress = w.LineAddress;
     if (!(Draw && Line >= FLineCount)) {
         TScratch scratch(FScratchLine, FScratchLineInUse);
         String& lineText = scratch.Text;
         DisassembleAt(Address, lineText);
-        addText(lineText);
+        if (Text) {
+            if (w.AnyLine) *Text += u"\r\n";
+            w.AnyLine = true;
+            *Text += lineText;
+        }
         if (Draw) {
             const int top = Line * lh;
-            Canvas->TextRect(Rect(FLeftGutterWidth + dx, top, right, top + lh), FLeftGutterWidth + 3 + dx, top, lineText);
+            Canvas->TextRect(Rect(FLeftGutterWidth + dx, top, w.Right, top + lh), FLeftGutterWidth + 3 + dx, top, lineText);
             if (OnPaintEndOfLine) {
                 const int textEnd = FLeftGutterWidth + 3 + dx + Canvas->TextWidth(lineText);
-                OnPaintEndOfLine(this, lineAddress, *Canvas, Rect(textEnd, top, right, top + lh), false);
+                OnPaintEndOfLine(this, lineAddress, *Canvas, Rect(textEnd, top, w.Right, top + lh), false);
             }
             // The window is asked only for the line that holds the selection.
             if (lineAddress <= FSelectedAddress && FSelectedAddress < Address && FWindow && !FWindow->ThemeActive() &&
                 FWindow->Focused())
-                Canvas->DrawFocusRect(Rect(FLeftGutterWidth + dx, firstLine * lh, right + 1, (Line + 1) * lh));
+                Canvas->DrawFocusRect(Rect(FLeftGutterWidth + dx, firstLine * lh, w.Right + 1, (Line + 1) * lh));
         }
         RecordLine(Line, lineAddress);
         ++Line;

@@ -140,7 +140,10 @@ struct ScriptedHost {
                 N = 1 + static_cast<int32_t>(std::count(it->second.begin(), it->second.end(), '\n'));
             }
         };
-        V.OnIsBreakpoint = [this](ide::TDisassemblerLogic*, int64_t A, bool& R) { R = Breakpoints[A]; };
+        V.OnIsBreakpoint = [this](ide::TDisassemblerLogic*, int64_t A, bool& R) {
+            const auto it = Breakpoints.find(A);  // no entry made for the question
+            R = it != Breakpoints.end() && it->second;
+        };
     }
 };
 

@@ -386,6 +386,50 @@ TEST_F(ReadThrough, ALabelAnsweredTrueButEmptyIsFalseFromTheSecondTimeOn) {
     EXPECT_TRUE(view.GetLabel(0x1004, label));
     EXPECT_EQ(label, u"loop");
     EXPECT_EQ(host.LabelAsks, 1);
+    // Asked without a text, the cached answers are the same and the host is
+    // not asked again; a label asked first without text is cached too.
+    EXPECT_TRUE(view.GetLabel(0x1004));
+    EXPECT_FALSE(view.GetLabel(0x1000));
+    EXPECT_FALSE(view.GetLabel(0x1001));
+    EXPECT_EQ(host.LabelAsks, 2);
+    host.Labels[0x1006] = "end";
+    EXPECT_TRUE(view.GetLabel(0x1006));
+    EXPECT_TRUE(view.GetLabel(0x1006, label));
+    EXPECT_EQ(label, u"end");
+    EXPECT_EQ(host.LabelAsks, 3);
+}
+
+TEST_F(ReadThrough, AdditionalLinesCountedWithoutTheirTextAreCachedAlike) {
+    host.Additional[0x1001] = "; one\n; two";
+    EXPECT_EQ(view.DisassembleAdditionalAt(0x1001), 2);
+    EXPECT_EQ(view.DisassembleAdditionalAt(0x1000), 0);
+    EXPECT_EQ(host.AdditionalAsks, 2);
+    String text;
+    EXPECT_EQ(view.DisassembleAdditionalAt(0x1001, text), 2);
+    EXPECT_EQ(text, u"; one\n; two");
+    EXPECT_EQ(view.DisassembleAdditionalAt(0x1001), 2);
+    EXPECT_EQ(view.DisassembleAdditionalAt(0x1000), 0);
+    EXPECT_EQ(host.AdditionalAsks, 2);
+    // The memo's reads behind them: a miss, an empty answer, content.
+    TDisassemblyCache c;
+    bool notEmpty = true;
+    int32_t count = 9;
+    EXPECT_FALSE(c.FetchLabelCode(0x10, notEmpty));
+    EXPECT_FALSE(c.FetchAddlAsmCount(0x10, count));
+    EXPECT_TRUE(notEmpty);
+    EXPECT_EQ(count, 9);
+    c.DepositLabelCode(0x10, u"");
+    c.DepositAddlAsmCode(0x10, u"", 0);
+    ASSERT_TRUE(c.FetchLabelCode(0x10, notEmpty));
+    EXPECT_FALSE(notEmpty);
+    ASSERT_TRUE(c.FetchAddlAsmCount(0x10, count));
+    EXPECT_EQ(count, 0);
+    c.DepositLabelCode(0x10, u"f");
+    c.DepositAddlAsmCode(0x10, u"", 3);
+    ASSERT_TRUE(c.FetchLabelCode(0x10, notEmpty));
+    EXPECT_TRUE(notEmpty);
+    ASSERT_TRUE(c.FetchAddlAsmCount(0x10, count));
+    EXPECT_EQ(count, 3);
 }
 
 TEST_F(ReadThrough, SourceTextAndBreakpointsAreNeverCached) {

@@ -4,6 +4,7 @@
 // from addresses in the middle of an instruction.
 #include <gtest/gtest.h>
 
+#include "AllocationCount.h"
 #include "ScriptedHost.h"
 
 using namespace ide;
@@ -94,6 +95,53 @@ TEST_F(Walk, ALabelThenBoldAdditionalLinesThenTheInstructionWithOneGutterCallFor
     EXPECT_EQ(gutter[1].second, (TRect{0, 10, 30, 40}));  // covers all but the instruction line
     EXPECT_EQ(gutter[2].first, At(1));
     EXPECT_EQ(gutter[2].second, (TRect{0, 40, 30, 50}));
+}
+
+// A canvas that draws nothing and keeps nothing.
+struct NullCanvas : TCanvas {
+    int TextLines = 0;
+    void FillRect(const TRect&) override {}
+    void FrameRect(const TRect&) override {}
+    void Rectangle(const TRect&) override {}
+    void DrawFocusRect(const TRect&) override {}
+    void TextOut(int, int, const String&) override {}
+    void TextRect(const TRect&, int, int, const String&) override { ++TextLines; }
+    TDimension TextExtent(const String& T) override { return {8 * static_cast<int>(T.size()), 10}; }
+    int TextMetricHeight() override { return 10; }
+    void Draw(int, int, const TBitmap&) override {}
+    void BrushCopy(const TRect&, const TBitmap&, const TRect&, TColor) override {}
+
+protected:
+    void DoLine(int, int, int, int) override {}
+};
+
+TEST_F(Walk, APaintFromTheMemoAllocatesNothingLabelsAndAdditionalLinesIncluded) {
+    // Labels and lines longer than a string holds without the heap.
+    host.Labels[At(1)] = "a_function_with_a_long_name";
+    host.Additional[At(1)] = "; call a_function_with_a_long_name\n; and a second additional line";
+    host.Labels[At(3)] = "another_rather_long_label";
+    view.Resize(400, 100);
+    view.FontChanged();
+    view.SetTopAddress(At(0));
+    NullCanvas canvas;
+    host.Lay(host.Code.back().Addr + host.Code.back().Len, {2, 3, 4, 5, 6, 7, 1, 2, 3, 4, 5, 6, 7, 1, 2, 3, 4, 5});
+    auto round = [&] {
+        view.SetTopAddress(At(0));
+        view.Paint(canvas);
+        view.VScroll(SB_PAGEDOWN);
+        view.Paint(canvas);
+        view.VScroll(SB_PAGEUP);
+    };
+    for (Instr& i : host.Code) i.Text += " qword ptr [rax+rbx*8+0x12345678], 0x7FFFFFFF";
+    round();  // fills the memo and the kept strings
+    round();
+    canvas.TextLines = 0;
+    const int asked = host.Disassemble + host.Next + host.Prev + host.LabelAsks + host.AdditionalAsks;
+    const long before = distest::AllocationCount();
+    for (int i = 0; i < 3; ++i) round();
+    EXPECT_EQ(distest::AllocationCount() - before, 0);
+    EXPECT_EQ(host.Disassemble + host.Next + host.Prev + host.LabelAsks + host.AdditionalAsks, asked);
+    EXPECT_GT(canvas.TextLines, 6 * 9);  // every paint drew its screen
 }
 
 TEST_F(Walk, GoForwardCountsEveryDisplayLineAndGoBackOnlySourceHeaders) {
