@@ -19,17 +19,23 @@ constexpr size_t kRun = 16;
 // if not, To holds garbage.
 bool NarrowIfFits(const char16_t* __restrict From, uint8_t* __restrict To, size_t N) {
     char16_t any = 0;
-    size_t i = 0;
-    for (; i + kRun <= N; i += kRun)
+    if (N < kRun) {
+        for (size_t i = 0; i < N; ++i) {
+            any |= From[i];
+            To[i] = static_cast<uint8_t>(From[i]);
+        }
+        return any <= 0xFF;
+    }
+    // Whole runs, the last one overlapping the one before it: no character
+    // is left for a loop of single steps.
+    for (size_t i = 0;; i += kRun) {
+        if (i + kRun > N) i = N - kRun;
         for (size_t j = 0; j < kRun; ++j) {
             any |= From[i + j];
             To[i + j] = static_cast<uint8_t>(From[i + j]);
         }
-    for (; i < N; ++i) {
-        any |= From[i];
-        To[i] = static_cast<uint8_t>(From[i]);
+        if (i + kRun == N) return any <= 0xFF;
     }
-    return any <= 0xFF;
 }
 
 void Widen(const uint8_t* __restrict From, char16_t* __restrict To, size_t N) {

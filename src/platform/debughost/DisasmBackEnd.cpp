@@ -67,17 +67,26 @@ struct LineBuffer {
         if (Size < end) std::memset(Data + Size, ' ', end - Size);
         Size = std::max(Size, end);
     }
-    // Into a string whose capacity is kept.
+    // Into a string whose capacity is kept: widened on the stack and copied
+    // in, so the string is not filled with zeros first.
     void WidenTo(String& Text) const {
-        Text.resize(Size);
-        Widen(reinterpret_cast<const unsigned char*>(Data), Text.data(), Size);
+        char16_t wide[sizeof Data];
+        Widen(reinterpret_cast<const unsigned char*>(Data), wide, Size);
+        Text.assign(wide, Size);
     }
-    // Blocks of 16: the fixed inner loop becomes vector instructions.
+    // Blocks of 16, the last one overlapping the one before it: the fixed
+    // inner loop becomes vector instructions and no character is left for a
+    // loop of single steps.
     static void Widen(const unsigned char* __restrict From, char16_t* __restrict To, size_t N) {
-        size_t i = 0;
-        for (; i + 16 <= N; i += 16)
+        if (N < 16) {
+            for (size_t i = 0; i < N; ++i) To[i] = From[i];
+            return;
+        }
+        for (size_t i = 0;; i += 16) {
+            if (i + 16 > N) i = N - 16;
             for (size_t j = 0; j < 16; ++j) To[i + j] = From[i + j];
-        for (; i < N; ++i) To[i] = From[i];
+            if (i + 16 == N) return;
+        }
     }
 };
 

@@ -177,10 +177,20 @@ void TElfImage::ReadDwarf(int Fd) {
 }
 
 size_t TElfImage::ReadMemory(uint64_t Address, void* Buffer, size_t Size) const {
-    auto it = std::upper_bound(FSegments.begin(), FSegments.end(), Address,
-                               [](uint64_t a, const TSegment& s) { return a < s.Address; });
-    if (it == FSegments.begin()) return 0;
-    --it;
+    // The segment of the last read answers again while the address is in it
+    // and before the next one's start: reads come one instruction after the
+    // other.
+    auto it = FSegments.begin() + static_cast<std::ptrdiff_t>(FLastSegment);
+    const bool same = FLastSegment < FSegments.size() && it->Address <= Address &&
+                      Address - it->Address < it->Bytes.size() &&
+                      (FLastSegment + 1 == FSegments.size() || Address < it[1].Address);
+    if (!same) {
+        it = std::upper_bound(FSegments.begin(), FSegments.end(), Address,
+                              [](uint64_t a, const TSegment& s) { return a < s.Address; });
+        if (it == FSegments.begin()) return 0;
+        --it;
+        FLastSegment = static_cast<size_t>(it - FSegments.begin());
+    }
     const uint64_t offset = Address - it->Address;
     if (offset >= it->Bytes.size()) return 0;
     const size_t n = std::min<uint64_t>(Size, it->Bytes.size() - offset);

@@ -82,6 +82,7 @@ private:
     uint64_t FTextAddress = 0;
     std::vector<uint8_t> FText;
     std::vector<TSegment> FSegments;  // loaded sections with file contents
+    mutable size_t FLastSegment = 0;  // of the last read, tried first by the next
     uint64_t FLowestLoad = 0;
     uint64_t FEntry = 0;
     bool FPositionIndependent = false;

@@ -373,6 +373,39 @@ TEST(StaticImage, TheViewPrintsWhatTheDecoderAndSymbolsComposeColdAndWarm) {
     }
 }
 
+TEST(StaticImage, ReadsInAnyOrderGetTheFilesBytesAndStopAtTheEndOfASection) {
+    // Reads one after the other, jumps back and forth, reads that run past
+    // the end of .text and reads outside every section: the bytes are the
+    // file's own, whatever the previous read was.
+    auto image = TElfImage::Open(kDebuggee);
+    const std::vector<uint8_t>& text = image->Text();
+    const uint64_t start = image->TextAddress();
+    ASSERT_GT(text.size(), 64u);
+    uint64_t seed = 99;
+    auto next = [&] {
+        seed ^= seed << 13, seed ^= seed >> 7, seed ^= seed << 17;
+        return seed;
+    };
+    for (int i = 0; i < 3000; ++i) {
+        uint64_t offset = next() % text.size();
+        if (i % 3 == 0) offset = static_cast<uint64_t>(i / 3) % text.size();  // one after the other
+        uint8_t buf[15] = {};
+        const size_t got = image->ReadMemory(start + offset, buf, sizeof buf);
+        // .text may be followed directly by another section: at least the
+        // rest of .text comes back, and what comes from .text is its own.
+        const size_t inText = std::min<size_t>(sizeof buf, text.size() - offset);
+        ASSERT_GE(got, inText) << offset;
+        ASSERT_EQ(std::vector<uint8_t>(buf, buf + inText),
+                  std::vector<uint8_t>(text.begin() + static_cast<std::ptrdiff_t>(offset),
+                                       text.begin() + static_cast<std::ptrdiff_t>(offset + inText)))
+            << offset;
+        if (i % 100 == 0) {
+            EXPECT_EQ(image->ReadMemory(0x10, buf, sizeof buf), 0u);  // below every section
+            EXPECT_EQ(image->ReadMemory(0xFFFFFFFFFFFFFF00, buf, sizeof buf), 0u);
+        }
+    }
+}
+
 TEST(StaticImage, GarbageCodeAndDamagedFilesGiveClearAnswers) {
     TX86Decoder decoder;
     const uint8_t bad[] = {0x06};  // no such instruction in 64-bit mode
