@@ -6,13 +6,17 @@
 // host answers from the input instead of decoding: next addresses that stand
 // still or go backwards, addresses at the ends of the 64-bit range, odd
 // instruction sizes, additional texts with stray line feeds, labels and
-// source positions. Checks: no crash, no undefined behaviour, termination.
+// source positions. Checks: no crash, no undefined behaviour, termination,
+// and every text of the decoder (which keeps the texts it made) equal to
+// Zydis's own.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <string>
+
+#include <Zydis/Zydis.h>
 
 #include "cpuviews/DisComp.h"
 #include "platform/debughost/X86Decoder.h"
@@ -68,12 +72,31 @@ const TX86Decoder& Decoder() {
 
 constexpr int64_t kBase = 0x401000;
 
+// Zydis's own text, decoded and formatted afresh; the decoder keeps texts
+// across inputs (it is static), and must give the same.
+std::string FreshText(uint64_t Address, const uint8_t* Bytes, size_t Size) {
+    static ZydisDecoder decoder;
+    static ZydisFormatter formatter;
+    static const bool ready = (ZydisDecoderInit(&decoder, ZYDIS_MACHINE_MODE_LONG_64, ZYDIS_STACK_WIDTH_64),
+                               ZydisFormatterInit(&formatter, ZYDIS_FORMATTER_STYLE_INTEL), true);
+    (void)ready;
+    ZydisDecodedInstruction insn;
+    ZydisDecodedOperand ops[ZYDIS_MAX_OPERAND_COUNT];
+    char buf[256];
+    if (!ZYAN_SUCCESS(ZydisDecoderDecodeFull(&decoder, Bytes, Size, &insn, ops)) ||
+        !ZYAN_SUCCESS(ZydisFormatterFormatInstruction(&formatter, &insn, ops, insn.operand_count_visible, buf,
+                                                      sizeof buf, Address, nullptr)))
+        return "(bad)";
+    return buf;
+}
+
 void DecodeEveryOffset(const uint8_t* Data, size_t Size) {
     for (size_t i = 0; i < Size && i < 256; ++i) {
         const TDecodedInstruction d = Decoder().Decode(kBase + i, Data + i, Size - i);
         if (d.Length < 1 || d.Length > 15 || (d.Valid && static_cast<size_t>(d.Length) > Size - i)) std::abort();
         const int len = Decoder().Length(Data + i, Size - i);
         if (d.Valid != (len > 0) || (d.Valid && len != d.Length)) std::abort();
+        if (d.Text != FreshText(kBase + i, Data + i, Size - i)) std::abort();
     }
 }
 

@@ -1,6 +1,10 @@
 // The x86-64 instruction decoder of the debug host, over Zydis: the length of
 // an instruction, its text in Intel syntax, and the target of a direct branch.
 // The decoder and the formatter are set up once and reused.
+// The text of an instruction that reads the same wherever it is (no branch
+// target, no operand relative to the instruction pointer) is kept by its
+// bytes, at most 16,384 of them: a repeat costs the decode of its length
+// and no formatting.
 // Thread: one at a time.
 #pragma once
 

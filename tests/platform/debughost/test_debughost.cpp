@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include <Zydis/Zydis.h>
+
 #include "platform/debughost/DisasmBackEnd.h"
 
 using namespace ide;
@@ -285,9 +287,41 @@ TEST(StaticImage, LinesKeepTheirColumnsAndTheDecoderFitsAnyBuffer) {
     EXPECT_EQ(facts.Length, 3);
 }
 
-// The line of one instruction composed the plain way, from the decoder and
-// the symbol table alone: what every faster path must still print.
-std::string ComposedLine(const TElfImage& Image, const TX86Decoder& Decoder, uint64_t Address, uint64_t& Next) {
+// An instruction's text straight from Zydis, decoded and formatted afresh:
+// the reference for the decoder, which keeps texts it has made.
+struct TPlainZydis {
+    ZydisDecoder Decoder;
+    ZydisFormatter Formatter;
+    TPlainZydis() {
+        ZydisDecoderInit(&Decoder, ZYDIS_MACHINE_MODE_LONG_64, ZYDIS_STACK_WIDTH_64);
+        ZydisFormatterInit(&Formatter, ZYDIS_FORMATTER_STYLE_INTEL);
+    }
+    // The text, "(bad)" for no instruction; Length and Target as the decoder
+    // reports them.
+    std::string Text(uint64_t Address, const uint8_t* Bytes, size_t Size, int& Length, bool& HasTarget,
+                     uint64_t& Target) const {
+        ZydisDecodedInstruction insn;
+        ZydisDecodedOperand ops[ZYDIS_MAX_OPERAND_COUNT];
+        Length = 1;
+        HasTarget = false;
+        if (!ZYAN_SUCCESS(ZydisDecoderDecodeFull(&Decoder, Bytes, Size, &insn, ops))) return "(bad)";
+        Length = insn.length;
+        const bool branch = insn.meta.category == ZYDIS_CATEGORY_CALL || insn.meta.category == ZYDIS_CATEGORY_COND_BR ||
+                            insn.meta.category == ZYDIS_CATEGORY_UNCOND_BR;
+        if (branch && insn.operand_count_visible > 0 && ops[0].type == ZYDIS_OPERAND_TYPE_IMMEDIATE &&
+            ops[0].imm.is_relative)
+            HasTarget = ZYAN_SUCCESS(ZydisCalcAbsoluteAddress(&insn, &ops[0], Address, &Target));
+        char buf[256];
+        if (!ZYAN_SUCCESS(ZydisFormatterFormatInstruction(&Formatter, &insn, ops, insn.operand_count_visible, buf,
+                                                          sizeof buf, Address, nullptr)))
+            return "(bad)";
+        return buf;
+    }
+};
+
+// The line of one instruction composed the plain way, from Zydis and the
+// symbol table alone: what every faster path must still print.
+std::string ComposedLine(const TElfImage& Image, const TPlainZydis& Zydis, uint64_t Address, uint64_t& Next) {
     uint8_t bytes[15];
     const size_t got = Image.ReadMemory(Address, bytes, sizeof bytes);
     char head[24];
@@ -296,28 +330,31 @@ std::string ComposedLine(const TElfImage& Image, const TX86Decoder& Decoder, uin
         Next = Address + 1;
         return std::string(head) + "??                        <unreadable>";
     }
-    const TDecodedInstruction d = Decoder.Decode(Address, bytes, got);
+    int length = 1;
+    bool hasTarget = false;
+    uint64_t target = 0;
+    const std::string text = Zydis.Text(Address, bytes, got, length, hasTarget, target);
     std::string column;
-    for (int i = 0; i < std::min(d.Length, 8); ++i) {
+    for (int i = 0; i < std::min(length, 8); ++i) {
         char b[4];
         std::snprintf(b, sizeof b, "%02x ", bytes[i]);
         column += b;
     }
-    if (d.Length > 8) column += "..";
+    if (length > 8) column += "..";
     column.resize(26, ' ');
-    std::string line = head + column + d.Text;
-    if (d.HasTarget) {
-        if (const TElfSymbol* s = Image.SymbolContaining(d.Target)) {
+    std::string line = head + column + text;
+    if (hasTarget) {
+        if (const TElfSymbol* s = Image.SymbolContaining(target)) {
             line += " <" + s->Name;
-            if (d.Target != s->Address) {
+            if (target != s->Address) {
                 char off[24];
-                std::snprintf(off, sizeof off, "+0x%llx", static_cast<unsigned long long>(d.Target - s->Address));
+                std::snprintf(off, sizeof off, "+0x%llx", static_cast<unsigned long long>(target - s->Address));
                 line += off;
             }
             line += ">";
         }
     }
-    Next = Address + static_cast<uint64_t>(d.Length);
+    Next = Address + static_cast<uint64_t>(length);
     return line;
 }
 
@@ -335,7 +372,7 @@ TEST(StaticImage, TheViewPrintsWhatTheDecoderAndSymbolsComposeColdAndWarm) {
     // from the memo), and from the back end directly.
     std::vector<std::pair<std::shared_ptr<TElfImage>, size_t>> files{{TElfImage::Open(kDebuggee), SIZE_MAX}};
     if (const std::string libc = LibCPath(); !libc.empty()) files.emplace_back(TElfImage::Open(libc), 40000);
-    TX86Decoder decoder;
+    const TPlainZydis zydis;
     for (const auto& [image, limit] : files) {
         TDisasmBackEnd backEnd(image);
         TDisassemblerLogic view;
@@ -346,14 +383,14 @@ TEST(StaticImage, TheViewPrintsWhatTheDecoderAndSymbolsComposeColdAndWarm) {
         uint64_t a = image->TextAddress();
         while (a < image->TextEnd() && expected.size() < limit) {
             starts.push_back(a);
-            expected.push_back(ComposedLine(*image, decoder, a, a));
+            expected.push_back(ComposedLine(*image, zydis, a, a));
         }
         const uint64_t end = a;
         // Unreadable addresses, at the top of the address space too.
         for (uint64_t far : {uint64_t(0x10), uint64_t(0xFFFFFFFFFFFFFFF0), uint64_t(0x0123456789ABCDEF)}) {
             uint64_t n = 0;
             starts.push_back(far);
-            expected.push_back(ComposedLine(*image, decoder, far, n));
+            expected.push_back(ComposedLine(*image, zydis, far, n));
         }
         for (int pass = 0; pass < 2; ++pass) {
             String text;
@@ -404,6 +441,53 @@ TEST(StaticImage, ReadsInAnyOrderGetTheFilesBytesAndStopAtTheEndOfASection) {
             EXPECT_EQ(image->ReadMemory(0xFFFFFFFFFFFFFF00, buf, sizeof buf), 0u);
         }
     }
+}
+
+TEST(Decoder, KeptTextsAreTheSameAsFreshOnesAndNeverThoseThatDependOnTheAddress) {
+    TX86Decoder decoder;
+    const TPlainZydis zydis;
+    auto check = [&](uint64_t Address, std::vector<uint8_t> Bytes) {
+        TDecodedInstruction d;
+        char text[256];
+        const size_t n = decoder.DecodeTo(Address, Bytes.data(), Bytes.size(), d, text, sizeof text);
+        int length = 0;
+        bool hasTarget = false;
+        uint64_t target = 0;
+        const std::string expected = zydis.Text(Address, Bytes.data(), Bytes.size(), length, hasTarget, target);
+        EXPECT_EQ(std::string(text, n), expected) << std::hex << Address;
+        EXPECT_EQ(d.Length, length);
+        EXPECT_EQ(d.HasTarget, hasTarget);
+        if (hasTarget) {
+            EXPECT_EQ(d.Target, target);
+        }
+        return d;
+    };
+    for (uint64_t at : {0x1000ull, 0x2000ull, 0x7FFF00001234ull}) {
+        check(at, {0x55});                                      // push rbp: the same everywhere
+        check(at, {0x48, 0x8D, 0x05, 0x10, 0x00, 0x00, 0x00});  // lea rax, [rip+0x10]: not
+        check(at, {0xE8, 0x00, 0x01, 0x00, 0x00});              // call rel32: not
+        check(at, {0xEB, 0xFE});                                // jmp to itself: not
+        check(at, {0xFF, 0x24, 0xC5, 0x00, 0x10, 0x00, 0x00});  // jmp [rax*8+0x1000]: the same
+        const TDecodedInstruction call = check(at, {0xFF, 0xD0});  // call rax, from the memo the second time
+        EXPECT_TRUE(call.IsCall);
+        EXPECT_TRUE(call.IsBranch);
+        EXPECT_FALSE(call.HasTarget);
+        check(at, {0x06});  // no instruction
+    }
+    // A text cut short by a small buffer is not kept: asked again with room
+    // enough, the whole text comes back.
+    const uint8_t movabs[] = {0x48, 0xB8, 0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11};
+    TDecodedInstruction d;
+    char tiny[8];
+    EXPECT_LT(decoder.DecodeTo(0x1000, movabs, sizeof movabs, d, tiny, sizeof tiny), sizeof tiny);
+    EXPECT_EQ(decoder.Decode(0x1000, movabs, sizeof movabs).Text, "mov rax, 0x1122334455667788");
+    // More distinct instructions than are kept, and each of them again.
+    for (int round = 0; round < 2; ++round)
+        for (uint32_t v = 0; v < 20000; ++v) {
+            std::vector<uint8_t> mov = {0xB8, uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), 0x00};
+            check(0x400000 + v, mov);
+            if (HasFailure()) return;
+        }
 }
 
 TEST(StaticImage, GarbageCodeAndDamagedFilesGiveClearAnswers) {
