@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 namespace ide {
 
@@ -24,7 +25,7 @@ String CutPath(const String& Name) {
 // are in use further up the stack. A kept string keeps its last text: its
 // user overwrites it whole, and a string that need not grow costs no fill.
 struct TDisassemblerLogic::TScratch {
-    TScratch(String& Kept, bool& InUse) : FInUse(InUse), FOwn(InUse), Text(FOwn ? FLocal : Kept) {
+    TScratch(String& Kept, bool& InUse) : FInUse(InUse), FOwn(InUse), Text(FOwn ? FLocal.emplace() : Kept) {
         FInUse = true;
     }
     ~TScratch() {
@@ -35,7 +36,7 @@ struct TDisassemblerLogic::TScratch {
 
     bool& FInUse;
     const bool FOwn;
-    String FLocal;
+    std::optional<String> FLocal;  // made only when the kept one is in use
     String& Text;
 };
 
