@@ -15,6 +15,12 @@ constexpr size_t kOwnBlock = kArenaBlock / 4;      // a text this long gets a bl
 // turns the fixed inner loops into vector instructions even at -O2.
 constexpr size_t kRun = 16;
 
+bool FitsInBytes(const char16_t* From, size_t N) {
+    char16_t any = 0;
+    for (size_t i = 0; i < N; ++i) any |= From[i];
+    return any <= 0xFF;
+}
+
 // Narrows into To and answers whether every character fitted in a byte;
 // if not, To holds garbage.
 bool NarrowIfFits(const char16_t* __restrict From, uint8_t* __restrict To, size_t N) {
@@ -62,21 +68,21 @@ inline size_t HashPage(int64_t Page, size_t Mask) {
 // The text arena
 
 uint8_t* TDisassemblyCache::TTextArena::Reserve(size_t Bytes, TTextRef& Ref) {
-    if (Bytes > kOwnBlock) {
-        FBlocks.push_back(static_cast<uint8_t*>(FRegion.Take(Bytes)));
-        Ref.Block = static_cast<uint32_t>(FBlocks.size() - 1);
-        Ref.Offset = 0;
-        return FBlocks.back();
-    }
-    if (FCurrent == SIZE_MAX || FUsed + Bytes > kArenaBlock) {
-        FBlocks.push_back(static_cast<uint8_t*>(FRegion.Take(kArenaBlock)));
+    static_assert(kArenaBlock == size_t(1) << TTextRef::kOffsetBits);
+    const bool own = Bytes > kOwnBlock;
+    if (own || FCurrent == SIZE_MAX || FUsed + Bytes > kArenaBlock) {
+        if (FBlocks.size() >= kMostTextBlocks) return nullptr;
+        FBlocks.push_back(static_cast<uint8_t*>(FRegion.Take(own ? Bytes : kArenaBlock)));
+        if (own) {
+            Ref.Where = static_cast<uint32_t>(FBlocks.size() - 1) << TTextRef::kOffsetBits;
+            return FBlocks.back();
+        }
         FCurrent = FBlocks.size() - 1;
         FUsed = 0;
     }
-    Ref.Block = static_cast<uint32_t>(FCurrent);
-    Ref.Offset = static_cast<uint32_t>(FUsed);
+    Ref.Where = static_cast<uint32_t>(FCurrent) << TTextRef::kOffsetBits | static_cast<uint32_t>(FUsed);
     FUsed += Bytes;
-    return FBlocks[FCurrent] + Ref.Offset;
+    return FBlocks[FCurrent] + Ref.Offset();
 }
 
 bool TDisassemblyCache::TTextArena::Store(TTextRef& Ref, const String& Text) {
@@ -89,19 +95,34 @@ bool TDisassemblyCache::TTextArena::Store(TTextRef& Ref, const String& Text) {
     const char16_t* from = Text.data();
     const TTextRef old = Ref;
     const size_t held = (old.Length & kWide) ? 2 * size_t(old.Length & ~kWide) : size_t(old.Length);
-    // One pass narrows and checks, into the old answer's room if it is
-    // large enough: most texts fit a byte a character.
-    uint8_t* to = n <= held ? FBlocks[old.Block] + old.Offset : Reserve(n, Ref);
-    if (NarrowIfFits(from, to, n)) {
+    bool narrow = false;
+    uint8_t* to = nullptr;
+    if (n <= held) {
+        // The old answer's room: checked before it is written, so that a
+        // failure below leaves the old answer whole.
+        narrow = FitsInBytes(from, n);
+        if (narrow) NarrowIfFits(from, FBlocks[old.Block()] + old.Offset(), n);
+    } else {
+        // New room: one pass narrows and checks; most texts fit a byte a
+        // character.
+        to = Reserve(n, Ref);
+        if (!to) return false;
+        narrow = NarrowIfFits(from, to, n);
+    }
+    if (narrow) {
         Ref.Length = static_cast<uint32_t>(n);
         return true;
     }
     // A character beyond a byte: two bytes a character.
     if (2 * n <= held) {
         Ref = old;
-        to = FBlocks[old.Block] + old.Offset;
+        to = FBlocks[old.Block()] + old.Offset();
     } else {
         to = Reserve(2 * n, Ref);
+        if (!to) {
+            Ref = old;
+            return false;
+        }
     }
     std::memcpy(to, from, 2 * n);
     Ref.Length = static_cast<uint32_t>(n) | kWide;
@@ -112,7 +133,7 @@ void TDisassemblyCache::TTextArena::Load(const TTextRef& Ref, String& Text) cons
     const size_t n = Ref.Length & ~kWide;
     Text.resize(n);
     if (n == 0) return;
-    const uint8_t* from = FBlocks[Ref.Block] + Ref.Offset;
+    const uint8_t* from = FBlocks[Ref.Block()] + Ref.Offset();
     if (Ref.Length & kWide)
         std::memcpy(Text.data(), from, 2 * n);
     else

@@ -149,14 +149,19 @@ public:
     size_t SourcePosCount() const { return FSourcePosEntries.size(); }
 
 private:
-    // Where one text is in the arena: block, byte offset, length in
-    // characters; the top bit of Length marks two bytes per character.
+    // Where one text is in the arena: block and byte offset in one word
+    // (blocks of 2^18 bytes, at most 2^14 of them), length in characters;
+    // the top bit of Length marks two bytes per character. Eight bytes, so
+    // that a record is 32.
     struct TTextRef {
-        uint32_t Block = 0;
-        uint32_t Offset = 0;
+        static constexpr int kOffsetBits = 18;
+        uint32_t Where = 0;
         uint32_t Length = 0;
+        uint32_t Block() const { return Where >> kOffsetBits; }
+        uint32_t Offset() const { return Where & ((1u << kOffsetBits) - 1); }
     };
     static constexpr uint32_t kWide = 0x80000000u;
+    static constexpr size_t kMostTextBlocks = size_t(1) << (32 - TTextRef::kOffsetBits);
 
     // The fixed record of one address. An empty answer (no label, no source
     // line, no additional lines) is only a bit in it; the extra record holds
@@ -170,6 +175,7 @@ private:
         TCachedValues CachedValues = 0;
         TCachedValues InExtra = 0;
     };
+    static_assert(sizeof(TRecord) == 32);
     struct TExtraRecord {
         int64_t SourcePosFirstStat = 0;
         TCPUSourcePos SourcePos;
@@ -190,6 +196,7 @@ private:
         void Clear();
 
     private:
+        // Room for Bytes, or null when the arena has no block number left.
         uint8_t* Reserve(size_t Bytes, TTextRef& Ref);
         TZeroedRegion& FRegion;
         std::vector<uint8_t*> FBlocks;

@@ -57,7 +57,9 @@ void* TZeroedRegion::Take(size_t Bytes) {
 
 void TZeroedRegion::NewChunk(size_t AtLeast) {
     const bool first = FChunks.empty();
-    size_t size = first ? kFirstChunk : std::clamp(FReserved, kHuge, kLargestChunk);
+    // Later chunks grow with the region, in whole huge pages: a part of one
+    // would be plain pages again.
+    size_t size = first ? kFirstChunk : RoundUp(std::clamp(FReserved, kHuge, kLargestChunk), kHuge);
     size = std::max(size, RoundUp(AtLeast, first ? size_t(4096) : kHuge));
     // Huge pages need 2 MiB alignment: map a little more and give back the
     // ends that stick out.
