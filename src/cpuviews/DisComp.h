@@ -118,7 +118,11 @@ public:
     bool GetLabel(int64_t Address);
     // Never cached.
     String GetSourceText(const TCPUSourcePos& SourcePos);
-    bool IsBreakpoint(int64_t Address);
+    bool IsBreakpoint(int64_t Address) {
+        bool result = false;
+        if (OnIsBreakpoint) OnIsBreakpoint(this, Address, result);
+        return result;
+    }
 
     // --- Position and selection ---
     int64_t TopAddress() const { return FTopAddress; }

@@ -129,12 +129,6 @@ String TDisassemblerLogic::GetSourceText(const TCPUSourcePos& SourcePos) {
     return text;
 }
 
-bool TDisassemblerLogic::IsBreakpoint(int64_t Address) {
-    bool result = false;
-    if (OnIsBreakpoint) OnIsBreakpoint(this, Address, result);
-    return result;
-}
-
 // ---------------------------------------------------------------------------
 // The forward walk
 

@@ -45,7 +45,8 @@ namespace {
 void SetColors(TCanvas& Canvas, TColor PenAndBrush, TColor FontColor) {
     Canvas.SetBrushColor(PenAndBrush);
     Canvas.SetPenColor(PenAndBrush);
-    Canvas.Font().SetColor(FontColor);
+    // The same colour changes nothing and tells no one: most lines keep it.
+    if (Canvas.Font().Color() != FontColor) Canvas.Font().SetColor(FontColor);
 }
 
 void SetBold(TCanvas& Canvas, bool Bold) {
@@ -177,19 +178,23 @@ bool TDisassemblerLogic::DrawLineTo(int64_t& Address, int& Line, TCPUSourcePos S
     // The group above the instruction: a source header or a label, then the
     // additional lines. Most instructions have none; what there is to draw
     // is drawn out of line.
+    // The memo's answer that there is none needs no text: only a label or
+    // lines that are there are read out (or asked for) as text.
     bool group = false;
-    {
+    bool hasLabel = false;
+    if (SourcePos.FileIndex > 0 && FMixedSource) {
+        group = DrawHeaderLine(w, Address, SourcePos);
+    } else if (!FCache.FetchLabelCode(Address, hasLabel) || hasLabel) {
         TScratch label(FScratchLabel, FScratchLabelInUse);
-        if (SourcePos.FileIndex > 0 && FMixedSource) {
-            group = DrawHeaderLine(w, Address, SourcePos);
-        } else if (GetLabel(Address, label.Text)) {
+        if (GetLabel(Address, label.Text)) {
             DrawLabelLine(w, label.Text);
             group = true;
         }
     }
-    if (FShowAdditionalDisasm && Line < FLineCount) {
+    int32_t count = 0;
+    if (FShowAdditionalDisasm && Line < FLineCount && (!FCache.FetchAddlAsmCount(Address, count) || count > 0)) {
         TScratch additional(FScratchAdditional, FScratchAdditionalInUse);
-        const int32_t count = DisassembleAdditionalAt(Address, additional.Text);
+        count = DisassembleAdditionalAt(Address, additional.Text);
         if (count > 0) {
             DrawAdditionalLines(w, additional.Text, count);
             group = true;
