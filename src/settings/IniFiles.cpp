@@ -197,9 +197,15 @@ struct TMemIniFile::Doc {
 
     void Reshaped() { Shape = NextShape.fetch_add(1); }
 
-    Section* FindSection(std::u16string_view name) const {
+    // The position of a section, or Sections.size() when there is none.
+    size_t SectionAt(std::u16string_view name) const {
         auto it = SecIndex.find(name);
-        return it == SecIndex.end() ? nullptr : Sections[it->second].get();
+        return it == SecIndex.end() ? Sections.size() : it->second;
+    }
+
+    Section* FindSection(std::u16string_view name) const {
+        const size_t at = SectionAt(name);
+        return at < Sections.size() ? Sections[at].get() : nullptr;
     }
 
     Section* AddSection(const String& name) {
@@ -560,12 +566,12 @@ const String* TMemIniFile::FindValue(std::u16string_view Section, std::u16string
 
 const String* TMemIniFile::FindValue(std::u16string_view Section, std::u16string_view Ident, TIniPlace& Place) const {
     if (Place.Shape == FDoc->Shape) return &FDoc->Sections[Place.Section]->Lines[Place.Line].Value;
-    auto at = FDoc->SecIndex.find(Section);
-    if (at == FDoc->SecIndex.end()) return nullptr;
-    const Doc::Section* s = FDoc->Sections[at->second].get();
+    const size_t at = FDoc->SectionAt(Section);
+    if (at == FDoc->Sections.size()) return nullptr;
+    const Doc::Section* s = FDoc->Sections[at].get();
     auto it = s->Index.find(Ident);
     if (it == s->Index.end()) return nullptr;
-    Place = TIniPlace{FDoc->Shape, at->second, it->second};
+    Place = TIniPlace{FDoc->Shape, at, it->second};
     return &s->Lines[it->second].Value;
 }
 
@@ -606,9 +612,8 @@ void TMemIniFile::Write(std::u16string_view Section, std::u16string_view Ident, 
     const std::u16string_view name = TrimView(Section);
     // A place is remembered only for names a read finds the same way.
     const bool remember = Place && key.size() == Ident.size() && name.size() == Section.size();
-    auto found = FDoc->SecIndex.find(name);
-    const size_t section = found != FDoc->SecIndex.end() ? found->second : FDoc->Sections.size();
-    Doc::Section* s = found != FDoc->SecIndex.end() ? FDoc->Sections[section].get() : FDoc->AddSection(String(name));
+    const size_t section = FDoc->SectionAt(name);
+    Doc::Section* s = section < FDoc->Sections.size() ? FDoc->Sections[section].get() : FDoc->AddSection(String(name));
     auto it = s->Index.find(key);
     if (it != s->Index.end()) {
         update(s->Lines[it->second]);

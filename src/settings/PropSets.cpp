@@ -46,9 +46,7 @@ void TCustomPropSet::DisableControls() {
 
 void TCustomPropSet::EnableControls() { TCustomPropSet::EndUpdate(); }
 
-TPropField* TCustomPropSet::FindField(const String& FieldName) { return LookupField(FieldName); }
-
-TPropField* TCustomPropSet::LookupField(const String& FieldName) {
+TPropField* TCustomPropSet::FindField(const String& FieldName) {
     for (int i = 0, n = GetFieldCount(); i < n; ++i) {
         TPropField* f = GetField(i);
         if (f && AnsiSameText(f->GetFieldName(), FieldName)) return f;
@@ -196,7 +194,7 @@ void TPropSet::FieldNamed(TPropField* Field) {
     if (FFieldIndexValid) FFieldIndex.emplace(Field->GetFieldName(), Field);
 }
 
-TPropField* TPropSet::LookupField(const String& FieldName) {
+TPropField* TPropSet::FindField(const String& FieldName) {
     if (!FFieldIndexValid) {
         FFieldIndex.clear();
         FFieldIndex.reserve(FFields.size());

@@ -71,8 +71,9 @@ public:
 
     // "Field '%s' not found" when missing.
     TPropField* FieldByName(const String& FieldName);
-    // First field of that name (case-insensitive), or nil.
-    TPropField* FindField(const String& FieldName);
+    // First field of that name (case-insensitive), or nil. This walks
+    // GetField in order; a set that holds its fields indexes them.
+    virtual TPropField* FindField(const String& FieldName);
     void CheckFieldName(const String& Name);
     void DisableControls();
     void EnableControls();
@@ -89,8 +90,6 @@ public:
 
 protected:
     friend class TPropSetDesigner;
-    // FindField's search; the default walks GetField in order.
-    virtual TPropField* LookupField(const String& FieldName);
     TPropSetDesigner* FDesigner = nullptr;
     std::vector<TPropLink*> FLinks;
     TPropValueNames FEmptyValuesList;
@@ -178,9 +177,9 @@ public:
     TNotifyEvent BeforeSave, AfterSave, BeforeLoad, AfterLoad;
 
     void FieldNamed(TPropField* Field) override;
+    TPropField* FindField(const String& FieldName) override;
 
 protected:
-    TPropField* LookupField(const String& FieldName) override;
     virtual void DoAfterLoad();
     virtual void DoAfterSave();
     virtual void DoBeforeLoad();
