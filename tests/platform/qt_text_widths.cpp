@@ -59,6 +59,15 @@ std::vector<QString> Texts() {
 
 int QtWidth(const QFont& f, const QString& s) { return QFontMetrics(f).horizontalAdvance(s); }
 
+// Gives the canvas the font and answers the same font as Qt's.
+QFont SetCanvasFont(TQtMeasuringCanvas& c, const char16_t* name, int size) {
+    TFont font;
+    font.SetName(name);
+    font.SetSize(size);
+    c.SetFont(font);
+    return ToQFont(font);
+}
+
 bool Ours(const QFont& f, const QString& s, int& width) {
     TSimpleTextWidths* w = TSimpleTextWidths::For(f);
     QFontMetricsF m(f);
@@ -128,11 +137,7 @@ private slots:
 
     void canvasMeasuresAsQtWithAndWithoutTheTables() {
         TQtMeasuringCanvas c;
-        TFont font;
-        font.SetName(u"DejaVu Serif");
-        font.SetSize(11);
-        c.SetFont(font);
-        QFont qf = ToQFont(font);
+        const QFont qf = SetCanvasFont(c, u"DejaVu Serif", 11);
         for (const QString& s : {QStringLiteral("new leaf 42"), QStringLiteral("AVAV"), QStringLiteral("na\u00efve"),
                                  QStringLiteral("12:30"), QString()}) {
             TDimension d = c.TextExtent(FromQString(s));
@@ -144,11 +149,7 @@ private slots:
 
     void forgettingTheTablesIsSafeForCanvasesThatHoldThem() {
         TQtMeasuringCanvas c;
-        TFont font;
-        font.SetName(u"DejaVu Sans");
-        font.SetSize(10);
-        c.SetFont(font);
-        QFont qf = ToQFont(font);
+        const QFont qf = SetCanvasFont(c, u"DejaVu Sans", 10);
         QCOMPARE_EQ(c.TextExtent(u"new leaf 12").Width, QtWidth(qf, QStringLiteral("new leaf 12")));
         uint64_t before = TSimpleTextWidths::Generation();
         // What a change of the application's fonts does: every table goes.
@@ -158,10 +159,9 @@ private slots:
         QCOMPARE_EQ(c.TextExtent(u"new leaf 12").Width, QtWidth(qf, QStringLiteral("new leaf 12")));
         QCOMPARE_EQ(TSimpleTextWidths::For(qf)->Added(), 1u);
         // and a change of the canvas font takes that font's tables
-        font.SetSize(17);
-        c.SetFont(font);
-        QCOMPARE_EQ(c.TextExtent(u"new leaf 12").Width, QtWidth(ToQFont(font), QStringLiteral("new leaf 12")));
-        QCOMPARE_EQ(TSimpleTextWidths::For(ToQFont(font))->Added(), 1u);
+        const QFont bigger = SetCanvasFont(c, u"DejaVu Sans", 17);
+        QCOMPARE_EQ(c.TextExtent(u"new leaf 12").Width, QtWidth(bigger, QStringLiteral("new leaf 12")));
+        QCOMPARE_EQ(TSimpleTextWidths::For(bigger)->Added(), 1u);
     }
 
     void theFontDatabaseSignalForgetsTheTables() {
