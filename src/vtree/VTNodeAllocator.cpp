@@ -41,8 +41,6 @@ void TNodeAllocator::NewChunk(size_t MinRecords) {
         if (base > raw) munmap(raw, size_t(base - raw));
         if (uint8_t* tail = base + bytes; tail < raw + bytes + kHugePage) munmap(tail, size_t(raw + bytes + kHugePage - tail));
         madvise(base, bytes, MADV_HUGEPAGE);
-        // Pre-fault; where the system can't, pages fault in as they are written.
-        (void)madvise(base, bytes, MADV_POPULATE_WRITE);
     } else {
         int flags = MAP_PRIVATE | MAP_ANONYMOUS;
         if (bytes >= kPopulateFrom) flags |= MAP_POPULATE;
@@ -67,6 +65,14 @@ void* TNodeAllocator::AllocateFresh() {
     FCursor += FRecordSize;
     ++FLive;
     return p;  // fresh mapped memory is zero
+}
+
+uint8_t* TNodeAllocator::AllocateRun(size_t Count) {
+    Reserve(Count);
+    uint8_t* run = FCursor;
+    FCursor += Count * FRecordSize;
+    FLive += Count;
+    return run;  // fresh mapped memory is zero
 }
 
 void* TNodeAllocator::Allocate() {

@@ -9,10 +9,13 @@
 // is when trees release the bulk of their memory; a tree that shrinks
 // partially keeps its chunks for reuse.
 //
-// Large chunks are mapped pre-faulted: first-touch page faults otherwise
-// dominate the cost of making millions of nodes. Chunks of 2 MiB or more
-// are aligned to and ask for huge pages, which cuts the faulting of a
-// gigabyte of nodes to a few hundred faults.
+// Chunks of 2 MiB or more are aligned to and ask for huge pages, which cuts
+// the faulting of a gigabyte of nodes to a few hundred faults. They fault in
+// as they are written: the system zeroes each huge page just before the
+// nodes are written into it, while it is still in the cache, instead of
+// zeroing the whole chunk first and the writes reading it back from memory.
+// Smaller chunks of 1 MiB or more are mapped pre-faulted: 4 KiB page faults
+// otherwise dominate the cost of making many nodes.
 //
 // Thread: one at a time (the tree's owner thread).
 #pragma once
@@ -41,6 +44,9 @@ public:
     // A zero-filled record carved fresh from the current chunk (contiguous
     // with the previous fresh one after Reserve).
     void* AllocateFresh();
+    // Count contiguous zero-filled records, carved fresh (Count > 0); the
+    // records lie RecordSize() apart.
+    uint8_t* AllocateRun(size_t Count);
     void Free(void* P) noexcept;
 
     size_t LiveCount() const noexcept { return FLive; }

@@ -552,27 +552,32 @@ void TBaseVirtualTree::SetChildCount(PVirtualNode Node, uint32_t NewChildCount) 
         ExcludeState(Node, vsAllChildrenHidden);
         const uint32_t count = NewChildCount - Node->ChildCount;
         if (FNodeDataSize == -1) ValidateNodeDataSize();
-        // Children made together lie together in memory.
-        FAllocator.Reserve(count);
-        uint64_t heightSum = 0;
-        PVirtualNode last = Node->LastChild;
+        // Children made together lie together in memory, each header
+        // written whole from a template (the record's data part stays zero).
+        const size_t step = FAllocator.RecordSize();
+        uint8_t* run = FAllocator.AllocateRun(count);
         const uint16_t height = static_cast<uint16_t>(FDefaultNodeHeight);
+        const uint64_t heightSum = uint64_t(height) * count;
+        TVirtualNode model{};
+        model.TotalCount = 1;
+        model.TotalHeight = FDefaultNodeHeight;
+        model.NodeHeight = height;
+        model.States = vsVisible;
+        model.Align = 50;
+        model.Parent = Node;
+        PVirtualNode last = Node->LastChild;
+        auto* first = reinterpret_cast<PVirtualNode>(run);
+        if (last)
+            last->NextSibling = first;
+        else
+            Node->FirstChild = first;
         for (uint32_t i = 0; i < count; ++i) {
-            auto* child = static_cast<PVirtualNode>(FAllocator.AllocateFresh());
-            child->TotalCount = 1;
-            child->TotalHeight = FDefaultNodeHeight;
-            child->NodeHeight = height;
-            child->States = vsVisible;
-            child->Align = 50;
-            child->Index = index++;
-            child->Parent = Node;
-            child->PrevSibling = last;
-            if (last)
-                last->NextSibling = child;
-            else
-                Node->FirstChild = child;
+            auto* child = reinterpret_cast<PVirtualNode>(run + size_t(i) * step);
+            model.Index = index++;
+            model.PrevSibling = last;
+            model.NextSibling = i + 1 < count ? reinterpret_cast<PVirtualNode>(run + size_t(i + 1) * step) : nullptr;
+            *child = model;
             last = child;
-            heightSum += height;
         }
         Node->LastChild = last;
         if (HasState(Node, vsExpanded)) {
