@@ -12,7 +12,7 @@
 // children of an open node, then one layout; ours inside one batch of the
 // model's multicaster (one structure event), peer insertRow on a model the
 // view is attached to. BulkAppend: the same at the end of the children, for
-// the record: there our model walks its sibling chain at every append.
+// the record (our model links behind its remembered last child).
 // BulkInsertUnbatched is ours without the batch, also for the record: every
 // insert then sweeps every state, quadratic in the number of rows.
 // Paint: one 40-row page into an image; ours Paint2 through the Qt canvas,
@@ -156,10 +156,10 @@ void HitTest_Qt(benchmark::State& state) {
     if (t.View.indexAt(p) != last) state.SkipWithError("not the bottom row");
 }
 
-// Where the 10,000 new rows go: in front of the open node's children (a
-// constant-time link for both models) or after them (our model's sibling
-// chain is singly linked, so each append walks all earlier siblings: that
-// cost is the model's, and BulkAppend keeps it on record).
+// Where the 10,000 new rows go: in front of the open node's children or
+// after them. Both are constant-time links in our model (at the end behind
+// the remembered last child); the peer's rows are an array, so each insert
+// in front moves all rows after it.
 enum TInsertAt { atFront, atEnd };
 
 std::vector<String> NewTexts() {

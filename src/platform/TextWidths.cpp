@@ -1,7 +1,9 @@
 #include "platform/TextWidths.h"
 
 #include <QGuiApplication>
+#include <QThread>
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <map>
 
@@ -13,7 +15,7 @@ namespace {
 struct TWidthTables {
     std::map<QString, std::unique_ptr<TSimpleTextWidths>> ByFont;
     const QGuiApplication* App = nullptr;
-    uint64_t Generation = 1;
+    std::atomic<uint64_t> Generation{1};  // read by canvases on any thread
 };
 
 TWidthTables& Tables() {
@@ -38,7 +40,8 @@ TSimpleTextWidths::TSimpleTextWidths() { std::fill(&FAdvance[0][0], &FAdvance[0]
 
 TSimpleTextWidths* TSimpleTextWidths::For(const QFont& Font) {
     auto* app = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
-    if (!app) return nullptr;
+    // The tables are the application thread's: elsewhere Qt measures.
+    if (!app || QThread::currentThread() != app->thread()) return nullptr;
     TWidthTables& t = Tables();
     if (t.App != app) {
         // A new application: new fonts. Both signals only touch plain data.

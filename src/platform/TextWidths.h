@@ -27,7 +27,8 @@
 //
 // The learned values depend on the font and the font database, so the
 // tables are kept per font key and forgotten when the application's fonts
-// change or the application goes.
+// change or the application goes. They belong to the application's thread:
+// a canvas measuring on another thread gets no tables and Qt measures.
 #pragma once
 
 #include <QFont>
@@ -38,10 +39,12 @@
 
 namespace ide {
 
-// Thread: UI thread only.
+// Thread: UI thread only (For answers nil on other threads; Generation may be
+// read on any).
 class TSimpleTextWidths {
 public:
-    // The tables of Font (made on first use); nullptr without an application.
+    // The tables of Font (made on first use); nil without an application or
+    // off its thread.
     static TSimpleTextWidths* For(const QFont& Font);
     // Forgets every font's tables.
     static void ForgetAll();

@@ -4,6 +4,7 @@
 // fonts changed.
 #include <QtTest/QtTest>
 #include <random>
+#include <thread>
 
 #include "platform/QtCanvas.h"
 #include "platform/TextWidths.h"
@@ -162,6 +163,15 @@ private slots:
         const QFont bigger = SetCanvasFont(c, u"DejaVu Sans", 17);
         QCOMPARE_EQ(c.TextExtent(u"new leaf 12").Width, QtWidth(bigger, QStringLiteral("new leaf 12")));
         QCOMPARE_EQ(TSimpleTextWidths::For(bigger)->Added(), 1u);
+    }
+
+    void otherThreadsGetNoTablesAndQtMeasures() {
+        QFont f("DejaVu Sans");
+        TSimpleTextWidths* there = TSimpleTextWidths::For(f);
+        QVERIFY(there);
+        std::thread worker([&] { there = TSimpleTextWidths::For(f); });
+        worker.join();
+        QCOMPARE(there, nullptr);
     }
 
     void theFontDatabaseSignalForgetsTheTables() {
