@@ -103,8 +103,7 @@ void TVirtualKernelChangeThread::Execute() {
         {
             std::lock_guard<std::mutex> S(N.FSpecialFolderRegisterLock);
             std::lock_guard<std::mutex> C(N.FControlLock);
-            const size_t Slots = TVirtualChangeNotifier::MaxKernelWatchSlots - 1;
-            for (size_t I = 0; I < N.FSpecialFolderPhysicalPaths.size() && Watches.size() < Slots; ++I) {
+            for (size_t I = 0; I < N.FSpecialFolderPhysicalPaths.size(); ++I) {
                 TWatch W{N.FSpecialFolderPhysicalPaths[I], InotifyMaskOfFilter(MapNotifyEvents(AllKernelNotifyEvents)),
                          TPIDLHolder(PIDLMgr.CopyPIDL(N.FSpecialFolderPhysicalPIDLs[I].Get())), static_cast<int>(I)};
                 Watches.push_back(std::move(W));
@@ -119,7 +118,6 @@ void TVirtualKernelChangeThread::Execute() {
                     It->Mask |= InotifyMaskOfFilter(MapNotifyEvents(Ctl->FNotifyEvents));
                     continue;
                 }
-                if (Watches.size() >= Slots) continue;  // the rest isn't watched
                 Watches.push_back({Ctl->FWatchFolder, InotifyMaskOfFilter(MapNotifyEvents(Ctl->FNotifyEvents)), {}, -1});
             }
         }
@@ -131,7 +129,10 @@ void TVirtualKernelChangeThread::Execute() {
         if (In < 0) In = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
         std::unordered_map<int, size_t> ByWd;
         std::vector<std::string> Watched;
-        for (size_t I = 0; I < Watches.size(); ++I) {
+        // The slots go to the first folders that can be watched, special
+        // folders first: a folder that is missing takes none.
+        const size_t Slots = TVirtualChangeNotifier::MaxKernelWatchSlots - 1;
+        for (size_t I = 0; I < Watches.size() && Watched.size() < Slots; ++I) {
             TWatch& W = Watches[I];
             // The provider is asked outside the locks.
             if (!W.PIDL) W.PIDL.Reset(N.FProvider->ParseDisplayName(W.Path));

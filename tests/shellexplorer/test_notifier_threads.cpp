@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
@@ -58,6 +59,17 @@ protected:
     void WaitWatched(size_t Count) {
         for (int I = 0; I < 4000 && N->WatchedFolders().size() != Count; ++I) std::this_thread::sleep_for(5ms);
         ASSERT_EQ(N->WatchedFolders().size(), Count);
+    }
+    // Waits until the kernel thread watches exactly Want, in any order.
+    void WaitWatchedExactly(std::vector<std::string> Want) {
+        std::sort(Want.begin(), Want.end());
+        auto Now = [&] {
+            auto Got = N->WatchedFolders();
+            std::sort(Got.begin(), Got.end());
+            return Got;
+        };
+        for (int I = 0; I < 4000 && Now() != Want; ++I) std::this_thread::sleep_for(5ms);
+        ASSERT_EQ(Now(), Want);
     }
     // Pumps the UI queue until Control has Batches batches or time is up.
     void PumpUntil(TQueueControl& Control, size_t Batches, std::chrono::milliseconds Max = 5s) {
@@ -126,11 +138,19 @@ TEST_F(NotifierThreads, ChangingTheWatchFolderRebuildsAndSurplusIsUnwatched) {
         N->RegisterKernelChangeNotify(Controls.back().get(), AllKernelNotifyEvents);
         N->NotifyWatchFolder(Controls.back().get(), D);
     }
-    WaitWatched(TVirtualChangeNotifier::MaxKernelWatchSlots - 1);
-    // A folder watched twice takes one slot; a missing one takes none.
+    const size_t Slots = TVirtualChangeNotifier::MaxKernelWatchSlots - 1;
+    auto Folders = [&](std::initializer_list<int> Skip) {
+        std::vector<std::string> Want;
+        for (int I = 0; Want.size() < Slots; ++I)
+            if (std::find(Skip.begin(), Skip.end(), I) == Skip.end()) Want.push_back(Home + "/a/d" + std::to_string(I));
+        return Want;
+    };
+    WaitWatchedExactly(Folders({}));
+    // A folder watched twice takes one slot; a missing one takes none: the
+    // two freed slots go to the next folders in line.
     N->NotifyWatchFolder(Controls[1].get(), Home + "/a/d0");
     N->NotifyWatchFolder(Controls[2].get(), Home + "/nowhere");
-    WaitWatched(TVirtualChangeNotifier::MaxKernelWatchSlots - 1);
+    WaitWatchedExactly(Folders({1, 2}));
     for (auto& C : Controls) N->UnRegisterChangeNotify(C.get());
     EXPECT_FALSE(N->ThreadsRunning());
     EXPECT_FALSE(N->NotifyWatchFolder(Controls[0].get(), Home));  // not known any more
