@@ -52,25 +52,41 @@ public:
     int64_t CopyFrom(TStream& Source, int64_t Count);
 };
 
+// TMemoryStream grows its block by at least doubling it. A small block is
+// reallocated; a block of megabytes is a mapping of its own, advised to use
+// huge pages, that grows in place or has its pages moved, never its bytes
+// copied. Writing a stream of hundreds of megabytes thus faults its memory in
+// once, and in 2 MB steps where the system allows. Bytes that a write does
+// not cover (a seek past the end, SetSize) read as zero.
 class TMemoryStream : public TStream {
 public:
     TMemoryStream() = default;
+    ~TMemoryStream() override;
+    TMemoryStream(const TMemoryStream& Other);
+    TMemoryStream& operator=(const TMemoryStream& Other);
 
     int64_t Read(void* Buffer, int64_t Count) override;
     int64_t Write(const void* Buffer, int64_t Count) override;
     int64_t Seek(int64_t Offset, TSeekOrigin Origin) override;
-    int64_t GetSize() override { return static_cast<int64_t>(FData.size()); }
+    int64_t GetSize() override { return FSize; }
     void SetSize(int64_t NewSize) override;
 
     void Clear();
-    const uint8_t* Memory() const noexcept { return FData.data(); }
-    uint8_t* Memory() noexcept { return FData.data(); }
-    // The whole content as a byte vector (tests and clipboard code).
-    const std::vector<uint8_t>& Bytes() const noexcept { return FData; }
+    const uint8_t* Memory() const noexcept { return FData; }
+    uint8_t* Memory() noexcept { return FData; }
+    // A copy of the whole content (tests and clipboard code).
+    std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(FData, FData + FSize); }
 
 private:
-    std::vector<uint8_t> FData;
+    // Makes room for NewSize bytes; the bytes beyond FSize are undefined.
+    void Reserve(int64_t NewSize);
+    void Release() noexcept;
+
+    uint8_t* FData = nullptr;
+    int64_t FSize = 0;
+    int64_t FCapacity = 0;
     int64_t FPosition = 0;
+    bool FMapped = false;  // FData is a mapping, not a heap block
 };
 
 // File open modes, as the run-time names them. fmCreate makes a new file

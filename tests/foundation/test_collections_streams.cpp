@@ -1,8 +1,10 @@
 // The byte streams the hash tables persist through.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <unistd.h>
+#include <vector>
 
 #include "foundation/Streams.h"
 
@@ -34,6 +36,93 @@ TEST(MemoryStream, ReadsWritesSeeksAndRefusesShortReads) {
     s.SetSize(3);
     EXPECT_EQ(s.GetPosition(), 3);
     EXPECT_EQ(s.GetSize(), 3);
+}
+
+TEST(MemoryStream, GrowsKeepingItsBytesAndZeroFillsWhatNoWriteCovered) {
+    TMemoryStream s;
+    std::vector<uint8_t> want;
+    // Many small writes across several growths of the block.
+    for (int i = 0; i < 100000; ++i) {
+        const uint8_t b[3] = {uint8_t(i), uint8_t(i >> 8), uint8_t(i * 7)};
+        s.WriteBuffer(b, 3);
+        want.insert(want.end(), b, b + 3);
+    }
+    EXPECT_EQ(s.GetSize(), int64_t(want.size()));
+    EXPECT_EQ(s.Bytes(), want);
+    // A write past the end leaves zeros in the gap.
+    s.Seek(5, TSeekOrigin::soEnd);
+    s.WriteBuffer("z", 1);
+    want.insert(want.end(), {0, 0, 0, 0, 0, 'z'});
+    EXPECT_EQ(s.Bytes(), want);
+    // Shrinking and growing again: the regrown bytes are zero, not the old ones.
+    s.SetSize(10);
+    s.SetSize(14);
+    want.resize(10);
+    want.resize(14, 0);
+    EXPECT_EQ(s.Bytes(), want);
+    // A copy is its own.
+    TMemoryStream copy(s);
+    copy.SetPosition(0);
+    copy.WriteBuffer("Q", 1);
+    EXPECT_EQ(s.Bytes(), want);
+    EXPECT_EQ(copy.Bytes()[0], 'Q');
+    EXPECT_EQ(copy.GetSize(), 14);
+    s.Clear();
+    EXPECT_EQ(s.GetSize(), 0);
+    EXPECT_TRUE(s.Bytes().empty());
+    s.WriteBuffer("ab", 2);
+    EXPECT_EQ(s.Bytes(), (std::vector<uint8_t>{'a', 'b'}));
+}
+
+// Blocks of megabytes live in mappings of their own that grow in place or
+// move: every growth, copy and cut must keep the bytes a plain vector would.
+TEST(MemoryStream, BlocksOfMegabytesKeepTheirBytesAcrossGrowthCopiesAndCuts) {
+    TMemoryStream s;
+    std::vector<uint8_t> want;
+    std::vector<uint8_t> piece(4099);
+    for (int i = 0; want.size() < (size_t(9) << 20); ++i) {
+        for (size_t k = 0; k < piece.size(); ++k) piece[k] = uint8_t(i * 31 + k * 7);
+        s.WriteBuffer(piece.data(), int64_t(piece.size()));
+        want.insert(want.end(), piece.begin(), piece.end());
+    }
+    ASSERT_EQ(s.GetSize(), int64_t(want.size()));
+    EXPECT_TRUE(s.Bytes() == want);
+
+    // Another mapping elsewhere, so that the next growth may have to move.
+    TMemoryStream other;
+    other.SetSize(int64_t(6) << 20);
+    EXPECT_EQ(other.Memory()[(6 << 20) - 1], 0);
+
+    // A jump far past the end: the gap reads as zeros, the old bytes stay.
+    const int64_t gapEnd = int64_t(want.size()) + (int64_t(5) << 20);
+    s.SetPosition(gapEnd);
+    s.WriteBuffer("end", 3);
+    want.resize(size_t(gapEnd), 0);
+    want.insert(want.end(), {'e', 'n', 'd'});
+    EXPECT_TRUE(s.Bytes() == want);
+
+    // Copies of a mapped stream, and a small one assigned over it.
+    TMemoryStream copy(s);
+    EXPECT_EQ(copy.GetPosition(), s.GetPosition());
+    copy.SetPosition(100);
+    copy.WriteBuffer("X", 1);
+    EXPECT_EQ(s.Memory()[100], want[100]);
+    TMemoryStream small;
+    small.WriteBuffer("ab", 2);
+    copy = small;
+    EXPECT_EQ(copy.Bytes(), (std::vector<uint8_t>{'a', 'b'}));
+    small = s;
+    EXPECT_TRUE(small.Bytes() == want);
+
+    // A cut and a regrowth: the regrown bytes are zero, not the old ones.
+    s.SetSize(1000);
+    s.SetSize(int64_t(12) << 20);
+    EXPECT_TRUE(std::equal(want.begin(), want.begin() + 1000, s.Memory()));
+    EXPECT_TRUE(std::all_of(s.Memory() + 1000, s.Memory() + s.GetSize(), [](uint8_t b) { return b == 0; }));
+    s.Clear();
+    EXPECT_EQ(s.GetSize(), 0);
+    s.WriteBuffer("c", 1);
+    EXPECT_EQ(s.Bytes(), (std::vector<uint8_t>{'c'}));
 }
 
 TEST(FileStream, CreatesReadsAndReportsMissingFiles) {
