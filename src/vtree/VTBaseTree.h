@@ -72,6 +72,8 @@
 
 namespace ide {
 
+class TStreamReadBuffer;
+
 // What the worker hands back to the owner thread.
 enum THandbackKind : uint8_t { hbNone, hbStates, hbMeasure, hbScrollBars };
 
@@ -411,12 +413,18 @@ protected:
     void HandBack(THandbackKind Kind, PVirtualNode Node = nullptr, TChangeStates Enter = 0, TChangeStates Leave = 0);
     void FreeSubtree(PVirtualNode Node);
     void AdviseChangeEvent(bool Structural, PVirtualNode Node, TChangeReason Reason);
-    void WriteNode(TStream& Stream, PVirtualNode Node);
+    // Writes Node's chunk (and with Siblings, those of the siblings after
+    // it) through a write buffer.
+    void WriteNodes(TStream& Target, PVirtualNode Node, bool Siblings);
     void WriteForTransfer(TStream& Stream, PVirtualNode Source, bool ChildrenOnly);
     void FinishChunkHeader(TStream& Stream, int64_t StartPos, int64_t EndPos);
-    void ReadNode(TStream& Stream, int Version, PVirtualNode Node);
+    // The readers take the stream through the read buffer in front of it.
+    void ReadNode(TStreamReadBuffer& Stream, int Version, PVirtualNode Node);
     void SkipNode(TStream& Stream);
-    void InternalAddFromStream(TStream& Stream, int Version, PVirtualNode Node);
+    void InternalAddFromStream(TStreamReadBuffer& Stream, int Version, PVirtualNode Node);
+    void ReadTopLevelNodes(TStreamReadBuffer& Stream, int Version, int64_t Count);
+    void CollapseChildless(PVirtualNode Node);
+    void RepairReadSelection(PVirtualNode From, PVirtualNode Stop);
     void ReadStreamInto(TStream& Stream, PVirtualNode Target, bool Adding);
     PVirtualNode SortChain(PVirtualNode Head, uint32_t Count, TColumnIndex Column, TSortDirection Direction);
     bool IsNode(PVirtualNode Node) const noexcept { return Node && Node != FRoot; }
@@ -452,6 +460,17 @@ protected:
     TNodeArray FTempNodeCache;
     int FTempNodeCount = 0;
     bool FDestroying = false;
+
+    // The tree stream reader's open nodes, kept between the reads of the
+    // top-level nodes so that each does not allocate them anew.
+    struct TReadFrame {
+        PVirtualNode Node;
+        int64_t End;
+        int64_t BaseEnd;
+        uint32_t ChildrenLeft;
+        bool InBase;
+    };
+    std::vector<TReadFrame> FReadFrames;
 
     // Layout.
     std::vector<TCacheEntry> FPositionCache;

@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "vtree/VTBaseTree.h"
+#include "vtree/VTStreamBuffers.h"
 
 namespace ide {
 
@@ -79,18 +80,44 @@ void TBaseVirtualTree::FinishChunkHeader(TStream& Stream, int64_t StartPos, int6
     Stream.SetPosition(EndPos);
 }
 
+// The client's handlers get the stream itself, up to date and positioned,
+// not the buffer in front of it.
 void TBaseVirtualTree::DoSaveUserData(PVirtualNode Node, TStream& Stream) {
-    if (OnSaveNode) OnSaveNode(this, Node == FRoot ? nullptr : Node, Stream);
+    if (!OnSaveNode) return;
+    auto* buffer = dynamic_cast<TStreamWriteBuffer*>(&Stream);
+    if (!buffer) {
+        OnSaveNode(this, Node == FRoot ? nullptr : Node, Stream);
+        return;
+    }
+    struct TEnd {
+        TStreamWriteBuffer* B;
+        ~TEnd() { B->EndDirect(); }
+    } end{buffer};
+    OnSaveNode(this, Node == FRoot ? nullptr : Node, buffer->Direct());
 }
 
 void TBaseVirtualTree::DoLoadUserData(PVirtualNode Node, TStream& Stream) {
-    if (OnLoadNode) OnLoadNode(this, Node == FRoot ? nullptr : Node, Stream);
+    if (!OnLoadNode) return;
+    auto* buffer = dynamic_cast<TStreamReadBuffer*>(&Stream);
+    if (!buffer) {
+        OnLoadNode(this, Node == FRoot ? nullptr : Node, Stream);
+        return;
+    }
+    struct TEnd {
+        TStreamReadBuffer* B;
+        ~TEnd() { B->EndDirect(); }
+    } end{buffer};
+    OnLoadNode(this, Node == FRoot ? nullptr : Node, buffer->Direct());
 }
 
 // The chunks of a node after its base chunk: the user chunk here, more in
 // descendants (which call this first).
 void TBaseVirtualTree::WriteChunks(TStream& Stream, PVirtualNode Node) {
     const int64_t start = Stream.GetPosition();
+    // Without a handler the user chunk's header is written and cut again;
+    // at the end of the stream that leaves no trace, so it is left out.
+    // Before data, the cut still shortens the stream by 8, as it always has.
+    if (!OnSaveNode && start == Stream.GetSize()) return;
     WriteChunkHeader(Stream, kUserChunk, 0);
     DoSaveUserData(Node, Stream);
     const int64_t end = Stream.GetPosition();
@@ -102,20 +129,22 @@ void TBaseVirtualTree::WriteChunks(TStream& Stream, PVirtualNode Node) {
     }
 }
 
-void TBaseVirtualTree::WriteNode(TStream& Stream, PVirtualNode Node) {
+void TBaseVirtualTree::WriteNodes(TStream& Target, PVirtualNode Node, bool Siblings) {
     struct TFrame {
         PVirtualNode Node;
         int64_t NodeStart, BaseStart;
         PVirtualNode NextChild;
         bool PatchBase;  // children follow the base body: its size comes last
     };
+    TStreamWriteBuffer Stream(Target);
     std::vector<TFrame> stack;
     auto open = [&](PVirtualNode n) {
+        Stream.MaybeFlush();
         if (HasOption(toInitOnSave)) {
             if (!HasState(n, vsInitialized)) InitNode(n);
             if (HasState(n, vsHasChildren) && n->ChildCount == 0) InitChildren(n);
         }
-        TFrame f{n, Stream.GetPosition(), 0, nullptr, false};
+        TFrame f{n, Stream.Position(), 0, nullptr, false};
         f.BaseStart = f.NodeStart + 8;
         // An uninitialised node writes no children, whatever it counts;
         // moves and copies carry the whole skeleton.
@@ -135,22 +164,34 @@ void TBaseVirtualTree::WriteNode(TStream& Stream, PVirtualNode Node) {
         b[27] = n->CheckState;
         b[28] = n->CheckType;
         PutU32(b + 29, 0);
-        Stream.WriteBuffer(b, 33);
+        Stream.Append(b, 33);
         stack.push_back(f);
     };
-    open(Node);
-    while (!stack.empty()) {
-        if (PVirtualNode child = stack.back().NextChild) {
-            stack.back().NextChild = child->NextSibling;
-            open(child);
-            continue;
+    try {
+        for (; Node; Node = Siblings ? Node->NextSibling : nullptr) {
+            open(Node);
+            while (!stack.empty()) {
+                if (PVirtualNode child = stack.back().NextChild) {
+                    stack.back().NextChild = child->NextSibling;
+                    open(child);
+                    continue;
+                }
+                const TFrame f = stack.back();
+                stack.pop_back();
+                if (f.PatchBase) Stream.PatchU32(f.BaseStart + 4, uint32_t(Stream.Position() - f.BaseStart - 8));
+                WriteChunks(Stream, f.Node);
+                Stream.PatchU32(f.NodeStart + 4, uint32_t(Stream.Position() - f.NodeStart - 8));
+            }
         }
-        const TFrame f = stack.back();
-        stack.pop_back();
-        if (f.PatchBase) FinishChunkHeader(Stream, f.BaseStart, Stream.GetPosition());
-        WriteChunks(Stream, f.Node);
-        FinishChunkHeader(Stream, f.NodeStart, Stream.GetPosition());
+    } catch (...) {
+        // What was written so far reaches the stream, as it would unbuffered.
+        try {
+            Stream.Finish();
+        } catch (...) {
+        }
+        throw;
     }
+    Stream.Finish();
 }
 
 void TBaseVirtualTree::SaveToStream(TStream& Stream, PVirtualNode Node) {
@@ -159,11 +200,10 @@ void TBaseVirtualTree::SaveToStream(TStream& Stream, PVirtualNode Node) {
     if (Node == FRoot) Node = nullptr;
     PutU32(header + 12, Node ? 1u : FRoot->ChildCount);
     Stream.WriteBuffer(header, 16);
-    if (Node) {
-        WriteNode(Stream, Node);
-    } else {
-        for (PVirtualNode run = FRoot->FirstChild; run; run = run->NextSibling) WriteNode(Stream, run);
-    }
+    if (Node)
+        WriteNodes(Stream, Node, false);
+    else
+        WriteNodes(Stream, FRoot->FirstChild, true);
 }
 
 void TBaseVirtualTree::SaveToFile(const String& FileName) {
@@ -203,31 +243,33 @@ bool TBaseVirtualTree::ReadChunk(TStream& Stream, int /*Version*/, PVirtualNode 
     return false;
 }
 
-void TBaseVirtualTree::ReadNode(TStream& Stream, int Version, PVirtualNode Node) {
-    struct TFrame {
-        PVirtualNode Node;
-        int64_t End;
-        int64_t BaseEnd;
-        uint32_t ChildrenLeft;
-        bool InBase;
-    };
-    const int64_t streamSize = Stream.GetSize();
+void TBaseVirtualTree::ReadNode(TStreamReadBuffer& Stream, int Version, PVirtualNode Node) {
+    using TFrame = TReadFrame;
+    const int64_t streamSize = Stream.Size();
     const int64_t minChild = Version >= 2 ? 33 : 28;
     const int bodySize = Version >= 2 ? 17 : 12;
-    std::vector<TFrame> stack;
+    // Borrowed, so that a client's handler that reads a stream into this
+    // tree meanwhile gets a stack of its own.
+    struct TBorrow {
+        std::vector<TFrame>& Home;
+        std::vector<TFrame> Stack;
+        explicit TBorrow(std::vector<TFrame>& H) : Home(H), Stack(std::move(H)) { Stack.clear(); }
+        ~TBorrow() { Home = std::move(Stack); }
+    } borrow(FReadFrames);
+    std::vector<TFrame>& stack = borrow.Stack;
     auto open = [&](PVirtualNode n, int64_t limit) {
         uint8_t b[8];
-        if (Stream.GetPosition() + 8 > limit) {
+        if (Stream.Position() + 8 > limit) {
             // No room for even a header: the anchor is missing.
-            if (Stream.GetPosition() + 8 > streamSize) RaiseVirtualTreeError(hcTFCorruptStream1);
+            if (Stream.Position() + 8 > streamSize) RaiseVirtualTreeError(hcTFCorruptStream1);
             Corrupt();
         }
-        Stream.ReadBuffer(b, 8);
+        Stream.Take(b, 8);
         if (int32_t(GetU32(b)) != kNodeChunk) RaiseVirtualTreeError(hcTFCorruptStream1);
         const int32_t size = int32_t(GetU32(b + 4));
-        if (size < 0 || Stream.GetPosition() + size > limit) Corrupt();
+        if (size < 0 || Stream.Position() + size > limit) Corrupt();
         if (stack.size() >= MaxStreamNesting) Corrupt();
-        stack.push_back({n, Stream.GetPosition() + size, 0, 0, false});
+        stack.push_back({n, Stream.Position() + size, 0, 0, false});
     };
     open(Node, streamSize);
     while (!stack.empty()) {
@@ -253,11 +295,11 @@ void TBaseVirtualTree::ReadNode(TStream& Stream, int Version, PVirtualNode Node)
                 open(child, limit);
                 continue;
             }
-            if (Stream.GetPosition() != f.BaseEnd) Corrupt();
+            if (Stream.Position() != f.BaseEnd) Corrupt();
             f.InBase = false;
             continue;
         }
-        const int64_t pos = Stream.GetPosition();
+        const int64_t pos = Stream.Position();
         if (pos >= f.End) {
             if (pos != f.End) Corrupt();
             stack.pop_back();
@@ -265,14 +307,14 @@ void TBaseVirtualTree::ReadNode(TStream& Stream, int Version, PVirtualNode Node)
         }
         if (pos + 8 > f.End) Corrupt();
         uint8_t h[8];
-        Stream.ReadBuffer(h, 8);
+        Stream.Take(h, 8);
         const int32_t type = int32_t(GetU32(h));
         const int32_t size = int32_t(GetU32(h + 4));
-        if (size < 0 || Stream.GetPosition() + size > f.End) Corrupt();
+        if (size < 0 || Stream.Position() + size > f.End) Corrupt();
         if (type == kBaseChunk) {
             if (size < bodySize) Corrupt();
             uint8_t body[17];
-            Stream.ReadBuffer(body, bodySize);
+            Stream.Take(body, bodySize);
             const uint32_t childCount = GetU32(body);
             const uint32_t height = GetU32(body + 4);
             TVirtualNodeStates states;
@@ -307,28 +349,50 @@ void TBaseVirtualTree::ReadNode(TStream& Stream, int Version, PVirtualNode Node)
             f.BaseEnd = pos + 8 + size;
             f.ChildrenLeft = childCount;
         } else {
-            const int64_t start = Stream.GetPosition();
+            const int64_t start = Stream.Position();
             ReadChunk(Stream, Version, f.Node, type, size);
-            if (Stream.GetPosition() != start + size) Stream.SetPosition(start + size);
+            if (Stream.Position() != start + size) Stream.MoveTo(start + size);
         }
     }
 }
 
-void TBaseVirtualTree::InternalAddFromStream(TStream& Stream, int Version, PVirtualNode Node) {
+// Nodes whose children never came (a read that failed inside them) can't
+// stay expanded. A whole read leaves no childless node expanded.
+void TBaseVirtualTree::CollapseChildless(PVirtualNode Node) {
+    for (PVirtualNode run = Node; run;) {
+        if (run->ChildCount == 0) ExcludeState(run, vsExpanded);
+        if (run->FirstChild) {
+            run = run->FirstChild;
+            continue;
+        }
+        while (run != Node && !run->NextSibling) run = run->Parent;
+        run = run == Node ? nullptr : run->NextSibling;
+    }
+}
+
+// Selection repair after a read. The walk stops at Stop, or runs to the end
+// of the tree when that is nil (kept as it is).
+void TBaseVirtualTree::RepairReadSelection(PVirtualNode From, PVirtualNode Stop) {
+    ClearTempCache();
+    const bool multi = HasOption(toMultiSelect);
+    for (PVirtualNode run = From; run && run != Stop; run = GetNextNoInit(run)) {
+        if (!HasState(run, vsSelected)) continue;
+        if (multi) {
+            int index;
+            if (!FindNodeInSelection(run, index, -1, -1)) InternalCacheNode(run);
+        } else {
+            ExcludeState(run, vsSelected);
+        }
+    }
+    if (multi && FTempNodeCount > 0) AddToSelection(FTempNodeCache, FTempNodeCount, true);
+    ClearTempCache();
+}
+
+void TBaseVirtualTree::InternalAddFromStream(TStreamReadBuffer& Stream, int Version, PVirtualNode Node) {
     const uint32_t oldHeight = Node->TotalHeight;
     const bool wasVisible = HasState(Node, vsVisible);
     const bool wasFullyVisible = FullyVisible(Node);
     auto settle = [&] {
-        // Nodes whose children never came can't stay expanded.
-        for (PVirtualNode run = Node; run;) {
-            if (run->ChildCount == 0) ExcludeState(run, vsExpanded);
-            if (run->FirstChild) {
-                run = run->FirstChild;
-                continue;
-            }
-            while (run != Node && !run->NextSibling) run = run->Parent;
-            run = run == Node ? nullptr : run->NextSibling;
-        }
         PVirtualNode parent = Node->Parent;
         FixupTotalCount(Node);
         AdjustTotalCount(parent, int64_t(Node->TotalCount) - 1, true);
@@ -343,33 +407,74 @@ void TBaseVirtualTree::InternalAddFromStream(TStream& Stream, int Version, PVirt
         } else if (wasFullyVisible) {
             --FVisibleCount;
         }
-        ClearTempCache();
-        // Selection repair. The walk stops at the node's next sibling, or
-        // runs to the end of the tree when it has none (kept as it is).
-        PVirtualNode stop = Node->NextSibling;
-        const bool multi = HasOption(toMultiSelect);
-        for (PVirtualNode run = Node; run && run != stop; run = GetNextNoInit(run)) {
-            if (!HasState(run, vsSelected)) continue;
-            if (multi) {
-                int index;
-                if (!FindNodeInSelection(run, index, -1, -1)) InternalCacheNode(run);
-            } else {
-                ExcludeState(run, vsSelected);
-            }
-        }
-        if (multi && FTempNodeCount > 0) AddToSelection(FTempNodeCache, FTempNodeCount, true);
-        ClearTempCache();
+        RepairReadSelection(Node, Node->NextSibling);
     };
     try {
         ReadNode(Stream, Version, Node);
     } catch (...) {
+        CollapseChildless(Node);
         settle();
         throw;
     }
     settle();
 }
 
-void TBaseVirtualTree::ReadStreamInto(TStream& Stream, PVirtualNode Target, bool Adding) {
+// The top-level nodes of a stream read into the root. Each is made,
+// chained behind the root's last child and read; the counters, heights,
+// visible count and selection that connecting and settling each node would
+// adjust one at a time are then adjusted once for all, to the same result
+// (also after a failure, which leaves the node in hand connected). A root
+// child is fully visible when it is visible, and its selection walk ends at
+// the end of the tree, which is the end of its own subtree.
+void TBaseVirtualTree::ReadTopLevelNodes(TStreamReadBuffer& Stream, int Version, int64_t Count) {
+    StopWorkerIfWalking();
+    PVirtualNode first = nullptr;
+    auto settle = [&] {
+        if (!first) return;
+        int64_t count = 0, height = 0, visible = 0;
+        for (PVirtualNode n = first; n; n = n->NextSibling) {
+            FixupTotalCount(n);
+            FixupTotalHeight(n);
+            count += n->TotalCount;
+            if (HasState(n, vsVisible)) {
+                height += n->TotalHeight;
+                visible += 1 + CountVisibleChildren(n);
+            }
+        }
+        IncludeState(FRoot, vsHasChildren);
+        AdjustTotalCount(FRoot, count, true);
+        if (HasState(FRoot, vsExpanded)) AdjustTotalHeight(FRoot, height, true);
+        FVisibleCount += visible;
+        RepairReadSelection(first, nullptr);
+    };
+    PVirtualNode node = nullptr;
+    try {
+        while (Stream.Position() < Stream.Size() && Count > 0) {
+            --Count;
+            node = MakeNewNode();
+            node->Parent = FRoot;
+            node->PrevSibling = FRoot->LastChild;
+            if (FRoot->LastChild) {
+                FRoot->LastChild->NextSibling = node;
+                node->Index = FRoot->LastChild->Index + 1;
+            } else {
+                FRoot->FirstChild = node;
+            }
+            FRoot->LastChild = node;
+            ++FRoot->ChildCount;
+            if (!first) first = node;
+            ReadNode(Stream, Version, node);
+        }
+    } catch (...) {
+        if (node) CollapseChildless(node);
+        settle();
+        throw;
+    }
+    settle();
+}
+
+void TBaseVirtualTree::ReadStreamInto(TStream& Source, PVirtualNode Target, bool Adding) {
+    TStreamReadBuffer Stream(Source);
     uint8_t header[12];
     int version;
     if (Adding) {
@@ -391,17 +496,22 @@ void TBaseVirtualTree::ReadStreamInto(TStream& Stream, PVirtualNode Target, bool
             Stream.ReadBuffer(c, 4);
             count = int32_t(GetU32(c));
         }
-        while (Stream.GetPosition() < Stream.GetSize() && count > 0) {
-            --count;
-            PVirtualNode node = MakeNewNode();
-            InternalConnectNode(node, Target, this, amAddChildLast);
-            InternalAddFromStream(Stream, version, node);
+        if (Target == FRoot) {
+            ReadTopLevelNodes(Stream, version, count);
+        } else {
+            while (Stream.Position() < Stream.Size() && count > 0) {
+                --count;
+                PVirtualNode node = MakeNewNode();
+                InternalConnectNode(node, Target, this, amAddChildLast);
+                InternalAddFromStream(Stream, version, node);
+            }
         }
         DoNodeCopied(Target == FRoot ? nullptr : Target);
     } catch (...) {
         EndUpdate();
         throw;
     }
+    Stream.Finish();
     EndUpdate();
 }
 

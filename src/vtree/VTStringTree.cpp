@@ -1,6 +1,8 @@
 #include "vtree/VTStringTree.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <vector>
 
 namespace ide {
@@ -73,33 +75,46 @@ void TCustomVirtualStringTree::WriteChunks(TStream& Stream, PVirtualNode Node) {
     text.clear();
     DoGetText(Node, -1, text);
     if (!text.empty()) {
-        std::vector<uint8_t>& bytes = FCaptionBytes;
-        bytes.resize(8 + 2 * text.size());
         const uint32_t size = uint32_t(2 * text.size());
+        uint8_t header[8];
         for (int i = 0; i < 4; ++i) {
-            bytes[i] = uint8_t(uint32_t(kCaptionChunk) >> (8 * i));
-            bytes[4 + i] = uint8_t(size >> (8 * i));
+            header[i] = uint8_t(uint32_t(kCaptionChunk) >> (8 * i));
+            header[4 + i] = uint8_t(size >> (8 * i));
         }
-        for (size_t i = 0; i < text.size(); ++i) {
-            bytes[8 + 2 * i] = uint8_t(text[i]);
-            bytes[9 + 2 * i] = uint8_t(text[i] >> 8);
+        Stream.WriteBuffer(header, 8);
+        if constexpr (std::endian::native == std::endian::little) {
+            Stream.WriteBuffer(text.data(), size);
+        } else {
+            std::vector<uint8_t>& bytes = FCaptionBytes;
+            bytes.resize(size);
+            for (size_t i = 0; i < text.size(); ++i) {
+                bytes[2 * i] = uint8_t(text[i]);
+                bytes[2 * i + 1] = uint8_t(text[i] >> 8);
+            }
+            Stream.WriteBuffer(bytes.data(), size);
         }
-        Stream.WriteBuffer(bytes.data(), int64_t(bytes.size()));
     }
     FCaptionText = std::move(text);
 }
 
+// An odd size reads as whole code units; the reader of the node skips the
+// last byte.
 bool TCustomVirtualStringTree::ReadChunk(TStream& Stream, int Version, PVirtualNode Node, int ChunkType,
                                          int ChunkSize) {
     if (ChunkType != kCaptionChunk) return TBaseVirtualTree::ReadChunk(Stream, Version, Node, ChunkType, ChunkSize);
     String text = std::move(FCaptionText);
     text.clear();
     if (ChunkSize > 0) {
-        std::vector<uint8_t>& bytes = FCaptionBytes;
-        bytes.resize(static_cast<size_t>(ChunkSize));
-        Stream.ReadBuffer(bytes.data(), ChunkSize);
         text.resize(size_t(ChunkSize) / 2);
-        for (size_t i = 0; i < text.size(); ++i) text[i] = Char(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+        const int64_t size = int64_t(2 * text.size());
+        if constexpr (std::endian::native == std::endian::little) {
+            Stream.ReadBuffer(text.data(), size);
+        } else {
+            std::vector<uint8_t>& bytes = FCaptionBytes;
+            bytes.resize(size_t(size));
+            Stream.ReadBuffer(bytes.data(), size);
+            for (size_t i = 0; i < text.size(); ++i) text[i] = Char(bytes[2 * i] | (bytes[2 * i + 1] << 8));
+        }
     }
     SetText(Node, -1, text);
     FCaptionText = std::move(text);

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "vtree/VTBaseTree.h"
+#include "vtree/VTStreamBuffers.h"
 #include "vtree/VTWorker.h"
 
 namespace ide {
@@ -837,9 +838,9 @@ void TBaseVirtualTree::WriteForTransfer(TStream& Stream, PVirtualNode Source, bo
         ~TReset() { F = false; }
     } reset{FWritingSkeleton};
     if (ChildrenOnly)
-        for (PVirtualNode run = Source->FirstChild; run; run = run->NextSibling) WriteNode(Stream, run);
+        WriteNodes(Stream, Source->FirstChild, true);
     else
-        WriteNode(Stream, Source);
+        WriteNodes(Stream, Source, false);
 }
 
 void TBaseVirtualTree::MoveTo(PVirtualNode Source, TBaseVirtualTree* Tree, TVTNodeAttachMode Mode, bool ChildrenOnly) {
@@ -898,13 +899,14 @@ void TBaseVirtualTree::MoveTo(PVirtualNode Source, PVirtualNode Target, TVTNodeA
         TMemoryStream stream;
         WriteForTransfer(stream, Source, ChildrenOnly);
         stream.SetPosition(0);
+        TStreamReadBuffer in(stream);
         PVirtualNode last = nullptr;
         targetTree->BeginUpdate();
         try {
-            while (stream.GetPosition() < stream.GetSize()) {
+            while (in.GetPosition() < in.GetSize()) {
                 PVirtualNode node = targetTree->MakeNewNode();
                 targetTree->InternalConnectNode(node, Target, targetTree, Mode);
-                targetTree->InternalAddFromStream(stream, 2, node);
+                targetTree->InternalAddFromStream(in, 2, node);
                 targetTree->DoNodeMoved(node);
                 last = node;
             }
@@ -965,13 +967,14 @@ PVirtualNode TBaseVirtualTree::CopyTo(PVirtualNode Source, PVirtualNode Target, 
     TMemoryStream stream;
     WriteForTransfer(stream, Source, ChildrenOnly);
     stream.SetPosition(0);
+    TStreamReadBuffer in(stream);
     PVirtualNode result = nullptr;
     targetTree->BeginUpdate();
     try {
-        while (stream.GetPosition() < stream.GetSize()) {
+        while (in.GetPosition() < in.GetSize()) {
             PVirtualNode node = targetTree->MakeNewNode();
             targetTree->InternalConnectNode(node, Target, targetTree, Mode);
-            targetTree->InternalAddFromStream(stream, 2, node);
+            targetTree->InternalAddFromStream(in, 2, node);
             if (!targetTree->DoNodeCopying(node, Target)) {
                 targetTree->DeleteNode(node, true);
                 result = nullptr;

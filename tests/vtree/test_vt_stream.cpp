@@ -374,6 +374,200 @@ TEST(VTStream, LoadedStatesApplyWithoutClientEvents) {
     EXPECT_TRUE(Consistent(c));
 }
 
+// The stream of a root with many captioned children and client bytes on
+// every third child, encoded here field by field: far larger than the
+// blocks in which the tree writes and reads, so that size fields are patched
+// after their bytes have gone out, and reads cross block ends.
+namespace {
+
+Bytes BigTreeStream(uint32_t Children) {
+    TWriter w;
+    w.Header(2, 2);
+    auto caption = [&](const std::string& Text) {
+        w.U32(3), w.U32(uint32_t(2 * Text.size()));
+        for (char c : Text) w.U16(uint16_t(c));
+    };
+    auto base = [&](uint32_t ChildCount, uint16_t States, uint32_t Size) {
+        w.U32(2), w.U32(Size);
+        w.U32(ChildCount), w.U32(18), w.U16(States), w.U8(50), w.U8(0), w.U8(0), w.U32(0);
+    };
+    auto childSize = [](uint32_t i) -> uint32_t {
+        const uint32_t user = i % 3 == 0 ? 8 + 4 : 0;
+        return 25 + user + 8 + 2 * uint32_t(("c" + std::to_string(i)).size());
+    };
+    // The first root: a leaf captioned "first".
+    w.U32(1), w.U32(25 + 8 + 10);
+    base(0, vsInitialized | vsVisible, 17);
+    caption("first");
+    // The second root: open, with the children inside its base chunk.
+    uint32_t inner = 0;
+    for (uint32_t i = 0; i < Children; ++i) inner += 8 + childSize(i);
+    w.U32(1), w.U32(8 + 17 + inner + 8 + 2 * 6);
+    base(Children, vsInitialized | vsVisible | vsExpanded | vsHasChildren, 17 + inner);
+    for (uint32_t i = 0; i < Children; ++i) {
+        w.U32(1), w.U32(childSize(i));
+        base(0, vsInitialized | vsVisible, 17);
+        if (i % 3 == 0) w.U32(4), w.U32(4), w.U32(i * 2654435761u);
+        caption("c" + std::to_string(i));
+    }
+    caption("second");
+    return w.B;
+}
+
+void FillBigTree(TTextTree& T, uint32_t Children) {
+    T.SetOptions(T.Options() | toSaveCaptions);
+    T.SetRootNodeCount(2);
+    PVirtualNode first = T.GetFirst(), second = T.GetNext(first);
+    T.Name(first, "first");
+    T.Name(second, "second");
+    T.SetChildCount(second, Children);
+    T.SetExpanded(second, true);
+    T.ValidateChildren(second, false);
+    for (PVirtualNode c = T.GetFirstChild(second); c; c = c->NextSibling)
+        T.Name(c, ("c" + std::to_string(c->Index)).c_str());
+}
+
+}  // namespace
+
+TEST(VTStream, BigStreamsCrossTheWriteAndReadBlocksUnchanged) {
+    constexpr uint32_t kChildren = 40000;  // about 1.4 MB
+    const Bytes want = BigTreeStream(kChildren);
+    ASSERT_GT(want.size(), 1000000u);
+    TTextTree a;
+    FillBigTree(a, kChildren);
+    // The client's handler works on the stream itself, positioned where its
+    // bytes go, with everything before them written already.
+    TMemoryStream out;
+    out.WriteBuffer("prefix", 6);
+    int calls = 0;
+    a.OnSaveNode = [&](TBaseVirtualTree*, PVirtualNode n, TStream& s) {
+        if (!n || a.GetNodeLevel(n) == 0 || n->Index % 3 != 0) return;
+        ++calls;
+        EXPECT_EQ(&s, static_cast<TStream*>(&out));
+        EXPECT_EQ(s.GetPosition(), s.GetSize());
+        const uint32_t v = n->Index * 2654435761u;
+        s.WriteBuffer(&v, 4);
+    };
+    a.SaveToStream(out);
+    EXPECT_EQ(calls, int(kChildren + 2) / 3);
+    // Saving appends at the stream's position and ends there.
+    EXPECT_EQ(out.GetPosition(), out.GetSize());
+    Bytes got = out.Bytes();
+    ASSERT_EQ(Hex(Bytes(got.begin(), got.begin() + 6)), Hex(Bytes{'p', 'r', 'e', 'f', 'i', 'x'}));
+    got.erase(got.begin(), got.begin() + 6);
+    ASSERT_EQ(got.size(), want.size());
+    EXPECT_TRUE(got == want) << "first difference at byte "
+                             << std::mismatch(got.begin(), got.end(), want.begin()).first - got.begin();
+
+    // Read back from a file, block by block, and from memory in place; the
+    // client's handler reads its bytes from the stream itself.
+    const std::string path = ::testing::TempDir() + "/vt_big_stream.vt";
+    {
+        TFileStream f(Str(path), fmCreate);
+        f.WriteBuffer(want.data(), int64_t(want.size()));
+        f.WriteBuffer("tail", 4);
+    }
+    for (bool file : {true, false}) {
+        TTextTree b;
+        b.SetOptions(b.Options() | toSaveCaptions);
+        TFileStream f(Str(path), fmOpenRead);
+        TMemoryStream m;
+        m.WriteBuffer(want.data(), int64_t(want.size()));
+        m.WriteBuffer("tail", 4);
+        m.SetPosition(0);
+        TStream& in = file ? static_cast<TStream&>(f) : m;
+        uint32_t mismatches = 0, reads = 0;
+        b.OnLoadNode = [&](TBaseVirtualTree*, PVirtualNode n, TStream& s) {
+            EXPECT_EQ(&s, &in);
+            uint32_t v = 0;
+            s.ReadBuffer(&v, 4);
+            ++reads;
+            if (v != n->Index * 2654435761u) ++mismatches;
+        };
+        b.LoadFromStream(in);
+        EXPECT_EQ(reads, (kChildren + 2) / 3) << "file " << file;
+        EXPECT_EQ(mismatches, 0u);
+        // The stream stops right behind the tree.
+        EXPECT_EQ(in.GetPosition(), int64_t(want.size())) << "file " << file;
+        ASSERT_TRUE(Consistent(b));
+        EXPECT_EQ(b.TotalCount(), kChildren + 2);
+        PVirtualNode second = b.GetFirst()->NextSibling;
+        EXPECT_EQ(b.TextOf(second), "second");
+        EXPECT_EQ(b.TextOf(b.GetLastChild(second)), "c" + std::to_string(kChildren - 1));
+        b.OnSaveNode = [&](TBaseVirtualTree*, PVirtualNode n, TStream& s) {
+            if (n && b.GetNodeLevel(n) == 1 && n->Index % 3 == 0) {
+                const uint32_t v = n->Index * 2654435761u;
+                s.WriteBuffer(&v, 4);
+            }
+        };
+        EXPECT_TRUE(Save(b) == want) << "file " << file;
+    }
+    std::remove(path.c_str());
+}
+
+// Without OnSaveNode no user chunk reaches the stream. Saved in front of
+// other data, each node's empty user chunk still costs the stream 8 bytes
+// from its end and leaves its header where the next node goes.
+TEST(VTStream, EmptyUserChunksLeaveNoTraceAtTheEndButCutDataBehind) {
+    TTextTree t;
+    t.SetRootNodeCount(2);
+    t.ValidateNode(nullptr, true);
+    const Bytes alone = Save(t);
+    ASSERT_EQ(alone.size(), 16u + 2 * 33u);
+
+    TMemoryStream s;
+    const Bytes filler(100, 'x');
+    s.WriteBuffer(filler.data(), int64_t(filler.size()));
+    s.SetPosition(0);
+    t.SaveToStream(s);
+    EXPECT_EQ(s.GetPosition(), int64_t(alone.size()));
+    EXPECT_EQ(s.GetSize(), 100 - 2 * 8);
+    const Bytes got = s.Bytes();
+    EXPECT_EQ(Hex(Bytes(got.begin(), got.begin() + 82)), Hex(alone));
+    EXPECT_EQ(Hex(Bytes(got.begin() + 82, got.end())), "04 00");  // the last user chunk header, cut
+}
+
+// Nodes added to the root settle beside the ones there: counters, visible
+// count, heights and selection come out as if each had been added alone.
+TEST(VTStream, NodesAddedToTheRootSettleBesideTheOldOnes) {
+    TTextTree a;
+    a.SetOptions(a.Options() | toMultiSelect);
+    a.SetRootNodeCount(4);
+    PVirtualNode n = a.GetFirst();
+    a.SetChildCount(n, 3);
+    a.ToggleNode(n);                              // open, 3 children shown
+    a.SetSelected(n->FirstChild, true);
+    a.SetVisible(n->NextSibling, false);          // a hidden root
+    a.SetChildCount(a.GetLast(), 2);              // closed, 2 children
+    a.SetSelected(a.GetLastChild(nullptr), true);
+    a.ValidateNode(nullptr, true);
+    const Bytes bytes = Save(a);
+
+    for (bool toRoot : {true, false}) {
+        TTextTree b;
+        b.SetOptions(b.Options() | toMultiSelect);
+        b.SetRootNodeCount(2);
+        b.SetSelected(b.GetFirst(), true);
+        const uint32_t visibleBefore = b.VisibleCount();
+        const uint32_t heightBefore = b.RootNode()->TotalHeight;
+        TMemoryStream s;
+        s.WriteBuffer(bytes.data(), int64_t(bytes.size()));
+        s.SetPosition(0);
+        PVirtualNode target = toRoot ? b.RootNode() : b.GetLast();
+        if (!toRoot) b.ToggleNode(target);  // empty: stays closed until children come
+        b.AddFromStream(s, target);
+        ASSERT_TRUE(Consistent(b)) << "to root " << toRoot;
+        EXPECT_EQ(b.TotalCount(), 2u + a.TotalCount());
+        EXPECT_EQ(b.SelectedCount(), 1u + a.SelectedCount());
+        if (toRoot) {
+            EXPECT_EQ(b.RootNodeCount(), 6u);
+            EXPECT_EQ(b.GetLastChild(nullptr)->Index, 5u);
+            EXPECT_EQ(b.VisibleCount(), visibleBefore + a.VisibleCount());
+            EXPECT_EQ(b.RootNode()->TotalHeight, heightBefore + a.RootNode()->TotalHeight - a.RootNode()->NodeHeight);
+        }
+    }
+}
+
 TEST(VTStream, FilesAreWrittenInOneGo) {
     TTextTree a;
     a.SetOptions(a.Options() | toSaveCaptions);
