@@ -174,7 +174,11 @@ public:
     void MoveTo(PVirtualNode Source, TBaseVirtualTree* Tree, TVTNodeAttachMode Mode, bool ChildrenOnly);
     PVirtualNode CopyTo(PVirtualNode Source, PVirtualNode Target, TVTNodeAttachMode Mode, bool ChildrenOnly);
     PVirtualNode CopyTo(PVirtualNode Source, TBaseVirtualTree* Tree, TVTNodeAttachMode Mode, bool ChildrenOnly);
-    void* GetNodeData(PVirtualNode Node) const noexcept;
+    // Inline: clients reach their data in every handler.
+    void* GetNodeData(PVirtualNode Node) const noexcept {
+        if (!Node || Node == FRoot || FNodeDataSize < 1) return nullptr;
+        return Node->Data() + FTotalInternalDataSize;
+    }
     template <class T>
     T* GetNodeData(PVirtualNode Node) const noexcept { return static_cast<T*>(GetNodeData(Node)); }
     // Reserves a private area in every node; returns its offset from the

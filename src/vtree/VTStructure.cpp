@@ -92,11 +92,6 @@ size_t TBaseVirtualTree::AllocateInternalDataArea(size_t Size) {
     return offset;
 }
 
-void* TBaseVirtualTree::GetNodeData(PVirtualNode Node) const noexcept {
-    if (!Node || Node == FRoot || FNodeDataSize < 1) return nullptr;
-    return Node->Data() + FTotalInternalDataSize;
-}
-
 void TBaseVirtualTree::ValidateNodeDataSize() {
     FNodeDataSize = 0;
     if (OnGetNodeDataSize) OnGetNodeDataSize(this, FNodeDataSize);
