@@ -64,26 +64,12 @@ int64_t TStream::CopyFrom(TStream& Source, int64_t Count) {
 
 namespace {
 
-constexpr int64_t kHugePage = int64_t(2) << 20;
-// Blocks from this size on are mapped: with huge pages, faulting in a
-// stream of hundreds of megabytes costs a fault per 2 MB instead of per 4 KB.
+// Blocks from this size on are mappings of their own.
 constexpr int64_t kMapThreshold = int64_t(4) << 20;
-
-// A fresh zero-filled mapping of Bytes (a multiple of kHugePage) that starts
-// on a huge-page boundary.
-uint8_t* MapBlock(int64_t Bytes) {
-    const size_t span = size_t(Bytes + kHugePage);
-    void* p = mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (p == MAP_FAILED) throw std::bad_alloc();
-    const auto raw = reinterpret_cast<uintptr_t>(p);
-    const uintptr_t aligned = (raw + uintptr_t(kHugePage) - 1) & ~uintptr_t(kHugePage - 1);
-    if (aligned > raw) munmap(p, aligned - raw);
-    const uintptr_t end = raw + span;
-    const uintptr_t blockEnd = aligned + uintptr_t(Bytes);
-    if (end > blockEnd) munmap(reinterpret_cast<void*>(blockEnd), end - blockEnd);
-    madvise(reinterpret_cast<void*>(aligned), size_t(Bytes), MADV_HUGEPAGE);
-    return reinterpret_cast<uint8_t*>(aligned);
-}
+constexpr int64_t kMapGranule = int64_t(2) << 20;
+// How far ahead of the last byte written a mapped block is faulted in.
+constexpr int64_t kPopulateAhead = int64_t(2) << 20;
+constexpr int64_t kPage = 4096;
 
 }  // namespace
 
@@ -96,6 +82,7 @@ void TMemoryStream::Release() noexcept {
         std::free(FData);
     FData = nullptr;
     FCapacity = 0;
+    FPopulated = 0;
     FMapped = false;
 }
 
@@ -120,31 +107,32 @@ void TMemoryStream::Reserve(int64_t NewSize) {
         FCapacity = capacity;
         return;
     }
-    capacity = (capacity + kHugePage - 1) & ~(kHugePage - 1);
+    capacity = (capacity + kMapGranule - 1) & ~(kMapGranule - 1);
     if (!FMapped) {
-        uint8_t* fresh = MapBlock(capacity);
-        if (FSize > 0) std::memcpy(fresh, FData, size_t(FSize));
+        void* p = mmap(nullptr, size_t(capacity), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (p == MAP_FAILED) throw std::bad_alloc();
+        if (FSize > 0) std::memcpy(p, FData, size_t(FSize));
         std::free(FData);
-        FData = fresh;
-        FCapacity = capacity;
+        FData = static_cast<uint8_t*>(p);
+        FPopulated = FSize & ~(kPage - 1);
         FMapped = true;
-        return;
+    } else {
+        // The system moves the pages if it can't grow the mapping in place.
+        void* p = mremap(FData, size_t(FCapacity), size_t(capacity), MREMAP_MAYMOVE);
+        if (p == MAP_FAILED) throw std::bad_alloc();
+        FData = static_cast<uint8_t*>(p);
     }
-    // Grow in place when the addresses behind are free, else move the pages
-    // (not their bytes) to a fresh aligned range.
-    void* grown = mremap(FData, size_t(FCapacity), size_t(capacity), 0);
-    if (grown == MAP_FAILED) {
-        uint8_t* fresh = MapBlock(capacity);
-        grown = mremap(FData, size_t(FCapacity), size_t(capacity), MREMAP_MAYMOVE | MREMAP_FIXED, fresh);
-        if (grown == MAP_FAILED) {
-            std::memcpy(fresh, FData, size_t(FSize));
-            munmap(FData, size_t(FCapacity));
-            grown = fresh;
-        }
-    }
-    FData = static_cast<uint8_t*>(grown);
     FCapacity = capacity;
-    madvise(FData, size_t(FCapacity), MADV_HUGEPAGE);
+}
+
+// Faulting pages in one by one as a write reaches them costs far more on a
+// virtual machine than asking for a range at once, ahead of the writes.
+void TMemoryStream::Populate(int64_t End) {
+    if (!FMapped || End <= FPopulated) return;
+    const int64_t to = std::min(FCapacity, ((End + kPage - 1) & ~(kPage - 1)) + kPopulateAhead);
+    // A refusal only means the pages come one by one.
+    (void)madvise(FData + FPopulated, size_t(to - FPopulated), MADV_POPULATE_WRITE);
+    FPopulated = to;
 }
 
 int64_t TMemoryStream::Read(void* Buffer, int64_t Count) {
@@ -160,6 +148,7 @@ int64_t TMemoryStream::Write(const void* Buffer, int64_t Count) {
     const int64_t end = FPosition + Count;
     if (end > FSize) {
         Reserve(end);
+        Populate(end);
         if (FPosition > FSize) std::memset(FData + FSize, 0, static_cast<size_t>(FPosition - FSize));
         FSize = end;
     }
@@ -182,6 +171,7 @@ void TMemoryStream::SetSize(int64_t NewSize) {
     if (NewSize < 0) NewSize = 0;
     if (NewSize > FSize) {
         Reserve(NewSize);
+        Populate(NewSize);
         std::memset(FData + FSize, 0, static_cast<size_t>(NewSize - FSize));
     }
     FSize = NewSize;

@@ -53,11 +53,10 @@ public:
 };
 
 // TMemoryStream grows its block by at least doubling it. A small block is
-// reallocated; a block of megabytes is a mapping of its own, advised to use
-// huge pages, that grows in place or has its pages moved, never its bytes
-// copied. Writing a stream of hundreds of megabytes thus faults its memory in
-// once, and in 2 MB steps where the system allows. Bytes that a write does
-// not cover (a seek past the end, SetSize) read as zero.
+// reallocated; a block of megabytes is a mapping of its own, which grows in
+// place or has its pages moved, never its bytes copied, and whose pages are
+// faulted in a range at a time just ahead of the writes. Bytes that a write
+// does not cover (a seek past the end, SetSize) read as zero.
 class TMemoryStream : public TStream {
 public:
     TMemoryStream() = default;
@@ -80,13 +79,15 @@ public:
 private:
     // Makes room for NewSize bytes; the bytes beyond FSize are undefined.
     void Reserve(int64_t NewSize);
+    void Populate(int64_t End);
     void Release() noexcept;
 
     uint8_t* FData = nullptr;
     int64_t FSize = 0;
     int64_t FCapacity = 0;
     int64_t FPosition = 0;
-    bool FMapped = false;  // FData is a mapping, not a heap block
+    int64_t FPopulated = 0;  // of a mapping: the bytes faulted in already
+    bool FMapped = false;    // FData is a mapping, not a heap block
 };
 
 // File open modes, as the run-time names them. fmCreate makes a new file
