@@ -427,6 +427,7 @@ protected:
     void SkipNode(TStream& Stream);
     void InternalAddFromStream(TStreamReadBuffer& Stream, int Version, PVirtualNode Node);
     void ReadTopLevelNodes(TStreamReadBuffer& Stream, int Version, int64_t Count);
+    PVirtualNode ChainNewLastChild(PVirtualNode Parent);
     void CollapseChildless(PVirtualNode Node);
     void RepairReadSelection(PVirtualNode From, PVirtualNode Stop);
     void ReadStreamInto(TStream& Stream, PVirtualNode Target, bool Adding);

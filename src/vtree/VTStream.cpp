@@ -80,34 +80,37 @@ void TBaseVirtualTree::FinishChunkHeader(TStream& Stream, int64_t StartPos, int6
     Stream.SetPosition(EndPos);
 }
 
-// The client's handlers get the stream itself, up to date and positioned,
-// not the buffer in front of it.
-void TBaseVirtualTree::DoSaveUserData(PVirtualNode Node, TStream& Stream) {
-    if (!OnSaveNode) return;
-    auto* buffer = dynamic_cast<TStreamWriteBuffer*>(&Stream);
+namespace {
+
+// Calls Handler with the stream behind Stream: a client's handler gets the
+// stream itself, up to date and positioned, not the buffer in front of it,
+// and the buffer takes up where the handler left the stream.
+template <class TBuffer, class F>
+void WithStreamItself(TStream& Stream, F&& Handler) {
+    auto* buffer = dynamic_cast<TBuffer*>(&Stream);
     if (!buffer) {
-        OnSaveNode(this, Node == FRoot ? nullptr : Node, Stream);
+        Handler(Stream);
         return;
     }
     struct TEnd {
-        TStreamWriteBuffer* B;
+        TBuffer* B;
         ~TEnd() { B->EndDirect(); }
     } end{buffer};
-    OnSaveNode(this, Node == FRoot ? nullptr : Node, buffer->Direct());
+    Handler(buffer->Direct());
+}
+
+}  // namespace
+
+void TBaseVirtualTree::DoSaveUserData(PVirtualNode Node, TStream& Stream) {
+    if (!OnSaveNode) return;
+    PVirtualNode node = Node == FRoot ? nullptr : Node;
+    WithStreamItself<TStreamWriteBuffer>(Stream, [&](TStream& S) { OnSaveNode(this, node, S); });
 }
 
 void TBaseVirtualTree::DoLoadUserData(PVirtualNode Node, TStream& Stream) {
     if (!OnLoadNode) return;
-    auto* buffer = dynamic_cast<TStreamReadBuffer*>(&Stream);
-    if (!buffer) {
-        OnLoadNode(this, Node == FRoot ? nullptr : Node, Stream);
-        return;
-    }
-    struct TEnd {
-        TStreamReadBuffer* B;
-        ~TEnd() { B->EndDirect(); }
-    } end{buffer};
-    OnLoadNode(this, Node == FRoot ? nullptr : Node, buffer->Direct());
+    PVirtualNode node = Node == FRoot ? nullptr : Node;
+    WithStreamItself<TStreamReadBuffer>(Stream, [&](TStream& S) { OnLoadNode(this, node, S); });
 }
 
 // The chunks of a node after its base chunk: the user chunk here, more in
@@ -277,22 +280,8 @@ void TBaseVirtualTree::ReadNode(TStreamReadBuffer& Stream, int Version, PVirtual
         if (f.InBase) {
             if (f.ChildrenLeft > 0) {
                 --f.ChildrenLeft;
-                PVirtualNode parent = f.Node;
                 const int64_t limit = f.BaseEnd;
-                PVirtualNode child = MakeNewNode();
-                child->Parent = parent;
-                child->PrevSibling = parent->LastChild;
-                if (parent->LastChild) {
-                    parent->LastChild->NextSibling = child;
-                    child->Index = parent->LastChild->Index + 1;
-                } else {
-                    parent->FirstChild = child;
-                }
-                parent->LastChild = child;
-                // Counted as it is chained, so that a failure leaves the
-                // count equal to the chain.
-                ++parent->ChildCount;
-                open(child, limit);
+                open(ChainNewLastChild(f.Node), limit);
                 continue;
             }
             if (Stream.Position() != f.BaseEnd) Corrupt();
@@ -354,6 +343,25 @@ void TBaseVirtualTree::ReadNode(TStreamReadBuffer& Stream, int Version, PVirtual
             if (Stream.Position() != start + size) Stream.MoveTo(start + size);
         }
     }
+}
+
+// A new node chained behind Parent's last child, as a reader makes them:
+// no counter but ChildCount is touched (the fixups do that once), and that
+// one as the node is chained, so that a failure leaves the count equal to
+// the chain.
+PVirtualNode TBaseVirtualTree::ChainNewLastChild(PVirtualNode Parent) {
+    PVirtualNode child = MakeNewNode();
+    child->Parent = Parent;
+    child->PrevSibling = Parent->LastChild;
+    if (Parent->LastChild) {
+        Parent->LastChild->NextSibling = child;
+        child->Index = Parent->LastChild->Index + 1;
+    } else {
+        Parent->FirstChild = child;
+    }
+    Parent->LastChild = child;
+    ++Parent->ChildCount;
+    return child;
 }
 
 // Nodes whose children never came (a read that failed inside them) can't
@@ -451,17 +459,7 @@ void TBaseVirtualTree::ReadTopLevelNodes(TStreamReadBuffer& Stream, int Version,
     try {
         while (Stream.Position() < Stream.Size() && Count > 0) {
             --Count;
-            node = MakeNewNode();
-            node->Parent = FRoot;
-            node->PrevSibling = FRoot->LastChild;
-            if (FRoot->LastChild) {
-                FRoot->LastChild->NextSibling = node;
-                node->Index = FRoot->LastChild->Index + 1;
-            } else {
-                FRoot->FirstChild = node;
-            }
-            FRoot->LastChild = node;
-            ++FRoot->ChildCount;
+            node = ChainNewLastChild(FRoot);
             if (!first) first = node;
             ReadNode(Stream, Version, node);
         }

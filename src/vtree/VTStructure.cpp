@@ -898,7 +898,7 @@ void TBaseVirtualTree::MoveTo(PVirtualNode Source, PVirtualNode Target, TVTNodeA
         PVirtualNode last = nullptr;
         targetTree->BeginUpdate();
         try {
-            while (in.GetPosition() < in.GetSize()) {
+            while (in.Position() < in.Size()) {
                 PVirtualNode node = targetTree->MakeNewNode();
                 targetTree->InternalConnectNode(node, Target, targetTree, Mode);
                 targetTree->InternalAddFromStream(in, 2, node);
@@ -966,7 +966,7 @@ PVirtualNode TBaseVirtualTree::CopyTo(PVirtualNode Source, PVirtualNode Target, 
     PVirtualNode result = nullptr;
     targetTree->BeginUpdate();
     try {
-        while (in.GetPosition() < in.GetSize()) {
+        while (in.Position() < in.Size()) {
             PVirtualNode node = targetTree->MakeNewNode();
             targetTree->InternalConnectNode(node, Target, targetTree, Mode);
             targetTree->InternalAddFromStream(in, 2, node);
