@@ -58,14 +58,21 @@ int TCustomVirtualStringTree::DoIncrementalSearch(PVirtualNode Node, const Strin
     if (!IsNode(Node)) return Text.empty() ? 0 : 1;
     if (!HasState(Node, vsInitialized)) InitNode(Node);
     // A search asks a million nodes for their text: the text goes into a
-    // buffer kept from node to node (taken away while the client fills it,
-    // so that a client that searches from OnGetText gets its own).
-    String text = std::move(FSearchText);
-    text.clear();
-    DoGetText(Node, FFocusedColumn, text);
-    const int result = text.starts_with(Text) ? 0 : 1;
-    FSearchText = std::move(text);
-    return result;
+    // buffer kept from node to node. A client that searches again from
+    // inside OnGetText gets a buffer of its own.
+    if (FSearchTextBusy) {
+        String text;
+        DoGetText(Node, FFocusedColumn, text);
+        return text.starts_with(Text) ? 0 : 1;
+    }
+    struct TBusy {
+        bool& Flag;
+        explicit TBusy(bool& F) : Flag(F) { Flag = true; }
+        ~TBusy() { Flag = false; }
+    } busy(FSearchTextBusy);
+    FSearchText.clear();
+    DoGetText(Node, FFocusedColumn, FSearchText);
+    return FSearchText.starts_with(Text) ? 0 : 1;
 }
 
 void TCustomVirtualStringTree::WriteChunks(TStream& Stream, PVirtualNode Node) {

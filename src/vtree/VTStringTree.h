@@ -48,6 +48,7 @@ private:
     // Buffers kept from node to node by the search and the stream, which
     // visit millions of nodes one text at a time.
     String FSearchText, FCaptionText;
+    bool FSearchTextBusy = false;
     std::vector<uint8_t> FCaptionBytes;
 };
 

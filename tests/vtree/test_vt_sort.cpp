@@ -183,3 +183,69 @@ TEST(VTSearch, InitializedOnlyWalksButNeverInitialises) {
     t.Type("t");
     EXPECT_EQ(inits, 41);
 }
+
+TEST(VTSearch, AllModeWalksInTreeOrderThroughLazyChildren) {
+    // Leaves, nodes whose children exist, and nodes whose children are only
+    // promised (made when the walk first steps below them): the search must
+    // visit exactly the nodes GetNext visits, in that order, both ways.
+    auto build = [](TSearchTree& t) {
+        t.OnInitNode = [](TBaseVirtualTree*, PVirtualNode, PVirtualNode n, TVirtualNodeInitStates& s) {
+            if (n->Index % 3 == 1) s |= ivsHasChildren;
+        };
+        t.OnInitChildren = [](TBaseVirtualTree* tree, PVirtualNode n, uint32_t& count) {
+            count = tree->GetNodeLevel(n) < 2 ? 4 : 0;
+        };
+        t.SetRootNodeCount(7);
+        PVirtualNode made = t.AddChild(Child(t, nullptr, 3));  // children that already exist
+        t.AddChild(made);
+    };
+    TSearchTree ref;
+    build(ref);
+    std::vector<std::pair<uint32_t, uint32_t>> expected;  // (level, index)
+    for (PVirtualNode n = ref.GetFirst(); n; n = ref.GetNext(n))
+        expected.push_back({ref.GetNodeLevel(n), n->Index});
+    ASSERT_GT(expected.size(), 20u);
+
+    for (const bool forward : {true, false}) {
+        TSearchTree t;
+        build(t);
+        std::vector<std::pair<uint32_t, uint32_t>> seen;
+        t.OnIncrementalSearch = [&](TBaseVirtualTree* tree, PVirtualNode n, const String&, int& r) {
+            seen.push_back({tree->GetNodeLevel(n), n->Index});
+            r = 1;  // never a hit: the walk goes through the whole tree
+        };
+        t.SetSearchOption(isAll);
+        t.SetSearchDirection(forward ? sdForward : sdBackward);
+        t.SetSearchStart(ssAlwaysStartOver);
+        t.Type("q");
+        auto want = expected;
+        if (!forward) std::reverse(want.begin(), want.end());
+        // Started over from the first (or last) node, the walk ends at the
+        // end of the tree; with no node to stand on, a miss is silent.
+        EXPECT_EQ(seen, want) << (forward ? "forward" : "backward");
+        EXPECT_EQ(t.Beeps, 0);
+    }
+}
+
+TEST(VTSearch, ASearchFromInsideOnGetTextKeepsTheOuterText) {
+    // The default comparison fills a buffer kept from node to node; a client
+    // that starts another search while it answers for a node must not
+    // overwrite the text of that node.
+    TSearchTree t;
+    const char* names[] = {"alpha", "beta", "gamma", "delta"};
+    t.SetRootNodeCount(4);
+    int i = 0;
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) t.Name(c, names[i++]);
+    t.SetSearchOption(isAll);
+    t.SetSearchStart(ssAlwaysStartOver);
+    int nested = 0;
+    auto plain = t.OnGetText;
+    t.OnGetText = [&](TBaseVirtualTree* tree, PVirtualNode n, TColumnIndex c, String& s) {
+        plain(tree, n, c, s);
+        if (nested++ == 0) static_cast<TSearchTree*>(tree)->Type("d");
+    };
+    t.Type("a");  // the nested search, for "d", runs while "alpha" is answered
+    EXPECT_GT(nested, 1);
+    EXPECT_EQ(t.TextOf(t.FocusedNode()), "alpha");
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "a");
+}
