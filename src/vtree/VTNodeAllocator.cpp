@@ -2,6 +2,8 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <new>
 
@@ -14,6 +16,9 @@ constexpr size_t kPage = 4096;
 constexpr size_t kPopulateFrom = size_t(1) << 20;
 constexpr size_t kHugePage = size_t(2) << 20;
 constexpr size_t kMaxGrowthRecords = size_t(1) << 20;
+// A huge page that takes longer than this to fault in was taken back by the
+// host; ordinary pages cost about half of it.
+constexpr std::chrono::microseconds kSlowHugePage{1500};
 
 }  // namespace
 
@@ -40,19 +45,42 @@ void TNodeAllocator::NewChunk(size_t MinRecords) {
         base = reinterpret_cast<uint8_t*>((reinterpret_cast<uintptr_t>(raw) + kHugePage - 1) & ~(kHugePage - 1));
         if (base > raw) munmap(raw, size_t(base - raw));
         if (uint8_t* tail = base + bytes; tail < raw + bytes + kHugePage) munmap(tail, size_t(raw + bytes + kHugePage - tail));
-        madvise(base, bytes, MADV_HUGEPAGE);
+        FHugePages = madvise(base, bytes, MADV_HUGEPAGE) == 0;
+        FFaulted = base;
     } else {
         int flags = MAP_PRIVATE | MAP_ANONYMOUS;
         if (bytes >= kPopulateFrom) flags |= MAP_POPULATE;
         void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, flags, -1, 0);
         if (p == MAP_FAILED) throw std::bad_alloc();
         base = static_cast<uint8_t*>(p);
+        FHugePages = false;
+        FFaulted = base + bytes;
     }
     FChunks.push_back({base, bytes});
+    FChunkEnd = base + bytes;
     FReservedBytes += bytes;
     FCursor = base;
     FEnd = FCursor + (bytes / FRecordSize) * FRecordSize;
     if (FNextChunkRecords < kMaxGrowthRecords) FNextChunkRecords *= 2;
+}
+
+void TNodeAllocator::FaultInSlow(const uint8_t* Upto) {
+    using Clock = std::chrono::steady_clock;
+    const uint8_t* target = Upto < FChunkEnd ? Upto : FChunkEnd;
+    while (FFaulted < target) {
+        const size_t piece = std::min<size_t>(kHugePage, size_t(FChunkEnd - FFaulted));
+        const Clock::time_point start = FHugePages ? Clock::now() : Clock::time_point();
+        if (madvise(FFaulted, piece, MADV_POPULATE_WRITE) != 0) {
+            // Not offered by this system: the pages fault as they are written.
+            FFaulted = FChunkEnd;
+            return;
+        }
+        FFaulted += piece;
+        if (FHugePages && Clock::now() - start > kSlowHugePage && FFaulted < FChunkEnd) {
+            madvise(FFaulted, size_t(FChunkEnd - FFaulted), MADV_NOHUGEPAGE);
+            FHugePages = false;
+        }
+    }
 }
 
 void TNodeAllocator::Reserve(size_t Count) {
@@ -63,6 +91,7 @@ void* TNodeAllocator::AllocateFresh() {
     if (FCursor == FEnd) NewChunk(1);
     void* p = FCursor;
     FCursor += FRecordSize;
+    FaultIn(FCursor);
     ++FLive;
     return p;  // fresh mapped memory is zero
 }
@@ -96,7 +125,8 @@ void TNodeAllocator::Free(void* P) noexcept {
 void TNodeAllocator::ReleaseAll() noexcept {
     for (const TChunk& c : FChunks) munmap(c.Base, c.Bytes);
     FChunks.clear();
-    FCursor = FEnd = nullptr;
+    FCursor = FEnd = FChunkEnd = FFaulted = nullptr;
+    FHugePages = false;
     FFreeList = nullptr;
     FLive = 0;
     FReservedBytes = 0;

@@ -567,8 +567,11 @@ void TBaseVirtualTree::SetChildCount(PVirtualNode Node, uint32_t NewChildCount) 
             last->NextSibling = first;
         else
             Node->FirstChild = first;
+        constexpr uint32_t kFaultBlock = 4096;  // nodes whose pages are faulted in at once, ahead of the writes
         for (uint32_t i = 0; i < count; ++i) {
             auto* child = reinterpret_cast<PVirtualNode>(run + size_t(i) * step);
+            if (i % kFaultBlock == 0)
+                FAllocator.FaultIn(reinterpret_cast<uint8_t*>(child) + size_t(std::min(count - i, kFaultBlock)) * step);
             model.Index = index++;
             model.PrevSibling = last;
             model.NextSibling = i + 1 < count ? reinterpret_cast<PVirtualNode>(run + size_t(i + 1) * step) : nullptr;
