@@ -178,6 +178,20 @@ void TMemoryStream::SetSize(int64_t NewSize) {
     if (FPosition > NewSize) FPosition = NewSize;
 }
 
+uint8_t* TMemoryStream::PrepareWrite(int64_t End) {
+    if (End > FSize) {
+        Reserve(End);
+        Populate(End);
+    }
+    return FData;
+}
+
+void TMemoryStream::CommitWrite(int64_t End) {
+    if (End < 0 || End > FCapacity) throw EWriteError("Stream write error");
+    if (End > FSize) FSize = End;
+    FPosition = End;
+}
+
 void TMemoryStream::Clear() {
     Release();
     FSize = 0;

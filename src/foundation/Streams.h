@@ -76,6 +76,15 @@ public:
     // A copy of the whole content (tests and clipboard code).
     std::vector<uint8_t> Bytes() const { return std::vector<uint8_t>(FData, FData + FSize); }
 
+    // Writing in place, for a writer that fills the stream itself instead
+    // of handing it copies. PrepareWrite makes room up to End and answers
+    // the bytes (valid until the stream changes again); from the size on
+    // they are undefined and not content. CommitWrite(End) makes the bytes
+    // written up to End content: the size grows to End if it was smaller,
+    // and the position moves to End.
+    uint8_t* PrepareWrite(int64_t End);
+    void CommitWrite(int64_t End);
+
 private:
     // Makes room for NewSize bytes; the bytes beyond FSize are undefined.
     void Reserve(int64_t NewSize);

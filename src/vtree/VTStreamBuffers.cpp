@@ -21,20 +21,63 @@ int64_t SeekTo(int64_t Position, int64_t Size, int64_t Offset, TSeekOrigin Origi
 // ---- Writing -----------------------------------------------------------------
 
 TStreamWriteBuffer::TStreamWriteBuffer(TStream& Target)
-    : FTarget(Target), FBase(Target.GetPosition()), FPosition(FBase), FSize(Target.GetSize()) {
-    FData.resize(4096);  // grows with the writes, up to about two blocks
+    : FTarget(Target),
+      FMemory(dynamic_cast<TMemoryStream*>(&Target)),
+      FBase(Target.GetPosition()),
+      FPosition(FBase),
+      FSize(Target.GetSize()) {
+    // A memory stream positioned past its end fills the gap itself.
+    if (FMemory && FBase > FSize) FMemory = nullptr;
+    if (!FMemory) MakeRoom(4096);  // grows with the writes, up to about two blocks
+}
+
+void TStreamWriteBuffer::MakeRoom(int64_t Bytes) {
+    if (Bytes <= FRoom) return;
+    if (FMemory) {
+        // Growth may move the stream's memory, which only keeps its
+        // content: nothing may be kept beyond it then.
+        Flush();
+        // Kept bytes past the end: the gap reads as zeros, as the stream
+        // fills it when written there.
+        if (FBase > FMemory->GetSize()) FMemory->SetSize(FBase);
+        const int64_t room = std::max(Bytes, 2 * kBlock);
+        FBuf = FMemory->PrepareWrite(FBase + room) + FBase;
+        FRoom = room;
+    } else {
+        FOwn.resize(size_t(std::max(Bytes, int64_t(FOwn.size()) * 2)));
+        FBuf = FOwn.data();
+        FRoom = int64_t(FOwn.size());
+    }
+}
+
+void TStreamWriteBuffer::Detach() noexcept {
+    if (!FMemory) return;
+    FBuf = nullptr;
+    FRoom = 0;
 }
 
 int64_t TStreamWriteBuffer::Write(const void* Buffer, int64_t Count) {
     if (Count <= 0 || FPosition < 0) return 0;
+    if (FPosition == FBase + FLength && FLength + Count <= FRoom) {
+        Append(Buffer, Count);  // at the end of the kept bytes, with room
+        return Count;
+    }
     const auto* p = static_cast<const uint8_t*>(Buffer);
     int64_t left = Count;
     if (FPosition < FBase) {
         // A patch of bytes already flushed.
         const int64_t direct = std::min(left, FBase - FPosition);
-        FTarget.SetPosition(FPosition);
-        FTarget.WriteBuffer(p, direct);
+        if (FMemory && FPosition + direct <= FMemory->GetSize()) {
+            std::memcpy(FMemory->Memory() + FPosition, p, size_t(direct));
+        } else {
+            // Past the stream's end (the kept bytes start past it after a
+            // read or a client's seek there): the stream grows as it would.
+            FTarget.SetPosition(FPosition);
+            FTarget.WriteBuffer(p, direct);
+            Detach();
+        }
         FPosition += direct;
+        FSize = std::max(FSize, FPosition);
         p += direct;
         left -= direct;
         if (left == 0) return Count;
@@ -42,12 +85,16 @@ int64_t TStreamWriteBuffer::Write(const void* Buffer, int64_t Count) {
     if (FPosition > FBase + FLength) {
         // A jump past the kept bytes: the stream fills the gap as it would.
         Flush();
+        if (FMemory) {
+            if (FPosition > FMemory->GetSize()) FMemory->SetSize(FPosition);
+            Detach();
+        }
         FBase = FPosition;
     }
+    MakeRoom(FPosition - FBase + left);
     const int64_t offset = FPosition - FBase;
     const int64_t end = offset + left;
-    if (end > int64_t(FData.size())) FData.resize(size_t(std::max(end, int64_t(FData.size()) * 2)));
-    std::memcpy(FData.data() + offset, p, size_t(left));
+    std::memcpy(FBuf + offset, p, size_t(left));
     FLength = std::max(FLength, end);
     FPosition += left;
     FSize = std::max(FSize, FPosition);
@@ -58,7 +105,7 @@ void TStreamWriteBuffer::PatchU32(int64_t Position, uint32_t Value) {
     uint8_t b[4];
     for (int i = 0; i < 4; ++i) b[i] = uint8_t(Value >> (8 * i));
     if (Position >= FBase && Position + 4 <= FBase + FLength) {
-        std::memcpy(FData.data() + (Position - FBase), b, 4);
+        std::memcpy(FBuf + (Position - FBase), b, 4);
         return;
     }
     const int64_t back = FPosition;
@@ -73,6 +120,7 @@ int64_t TStreamWriteBuffer::Read(void* Buffer, int64_t Count) {
     const int64_t n = FTarget.Read(Buffer, Count);
     FPosition = FTarget.GetPosition();
     FBase = FPosition;
+    Detach();
     return n;
 }
 
@@ -87,20 +135,28 @@ void TStreamWriteBuffer::SetSize(int64_t NewSize) {
         Flush();
         FTarget.SetSize(NewSize);
         FBase = NewSize;
+        Detach();
     } else if (NewSize - FBase < FLength) {
         FLength = NewSize - FBase;
     } else if (NewSize > FSize) {
         // Growth: the stream fills with zeros.
         Flush();
         FTarget.SetSize(NewSize);
+        Detach();
     }
     FSize = NewSize;
 }
 
 void TStreamWriteBuffer::Flush() {
     if (FLength > 0) {
-        FTarget.SetPosition(FBase);
-        FTarget.WriteBuffer(FData.data(), FLength);
+        if (FMemory) {
+            FMemory->CommitWrite(FBase + FLength);
+            FBuf += FLength;
+            FRoom -= FLength;
+        } else {
+            FTarget.SetPosition(FBase);
+            FTarget.WriteBuffer(FBuf, FLength);
+        }
         FBase += FLength;
         FLength = 0;
     }
@@ -112,6 +168,7 @@ void TStreamWriteBuffer::Finish() {
     Flush();
     FTarget.SetPosition(FPosition);
     FBase = FPosition;
+    Detach();
 }
 
 TStream& TStreamWriteBuffer::Direct() {
@@ -123,6 +180,7 @@ void TStreamWriteBuffer::EndDirect() {
     FPosition = FTarget.GetPosition();
     FSize = FTarget.GetSize();
     FBase = FPosition;
+    Detach();
 }
 
 // ---- Reading -------------------------------------------------------------------

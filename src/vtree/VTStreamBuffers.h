@@ -16,7 +16,10 @@
 // (or a size patch) before that point goes straight to the stream; a size
 // cut below the kept bytes cuts the stream. Flush() happens at block size
 // when the writer asks (MaybeFlush, between nodes), before Direct(), and at
-// the end (Finish); the stream is then at the writer's position.
+// the end (Finish); the stream is then at the writer's position. On a
+// TMemoryStream the kept bytes are written where they belong, in the
+// stream's own memory, and a flush only makes them content: nothing is
+// copied twice.
 //
 // TStreamReadBuffer reads ahead in blocks, or reads a TMemoryStream's bytes
 // where they lie. Finish() (or the destructor, after a failure) leaves the
@@ -48,8 +51,8 @@ public:
 
     // Write() without the virtual call, for the writer's own pieces.
     void Append(const void* Buffer, int64_t Count) {
-        if (FPosition == FBase + FLength && FLength + Count <= int64_t(FData.size())) {
-            std::memcpy(FData.data() + FLength, Buffer, size_t(Count));
+        if (FPosition == FBase + FLength && FLength + Count <= FRoom) {
+            std::memcpy(FBuf + FLength, Buffer, size_t(Count));
             FLength += Count;
             FPosition += Count;
             if (FPosition > FSize) FSize = FPosition;
@@ -73,13 +76,21 @@ public:
 
 private:
     void Flush();
+    // Room for Bytes kept bytes from FBase on (no kept bytes on a memory
+    // stream, whose memory may move).
+    void MakeRoom(int64_t Bytes);
+    // After the stream was used directly: the kept room is found again.
+    void Detach() noexcept;
 
     TStream& FTarget;
-    std::vector<uint8_t> FData;  // capacity; FLength of it is in use
-    int64_t FLength = 0;
-    int64_t FBase;       // the stream position of FData[0]
-    int64_t FPosition;   // in the stream's coordinates
-    int64_t FSize;       // the size the stream has once flushed
+    TMemoryStream* FMemory;      // the stream, when it is written in place
+    std::vector<uint8_t> FOwn;   // the kept bytes otherwise
+    uint8_t* FBuf = nullptr;     // the bytes from FBase on
+    int64_t FRoom = 0;           // how many of them there is room for
+    int64_t FLength = 0;         // how many are kept (not yet flushed)
+    int64_t FBase;               // the stream position of FBuf[0]
+    int64_t FPosition;           // in the stream's coordinates
+    int64_t FSize;               // the size the stream has once flushed
 };
 
 class TStreamReadBuffer final : public TStream {

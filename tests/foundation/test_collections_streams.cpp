@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <unistd.h>
+#include <string>
 #include <vector>
 
 #include "foundation/Streams.h"
@@ -72,6 +73,33 @@ TEST(MemoryStream, GrowsKeepingItsBytesAndZeroFillsWhatNoWriteCovered) {
     EXPECT_TRUE(s.Bytes().empty());
     s.WriteBuffer("ab", 2);
     EXPECT_EQ(s.Bytes(), (std::vector<uint8_t>{'a', 'b'}));
+}
+
+TEST(MemoryStream, WritesInPlaceBecomeContentOnlyWhenCommitted) {
+    TMemoryStream s;
+    s.WriteBuffer("abcd", 4);
+    // Room across the switch from a heap block to a mapping (4 MiB): the
+    // content moves along, the prepared bytes are not content yet.
+    const int64_t end = int64_t(6) << 20;
+    uint8_t* p = s.PrepareWrite(end);
+    EXPECT_EQ(s.GetSize(), 4);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(p), 4), "abcd");
+    std::fill(p + 4, p + end, uint8_t('x'));
+    p[2] = 'C';  // over content: it is content at once
+    s.CommitWrite(1000);
+    EXPECT_EQ(s.GetSize(), 1000);
+    EXPECT_EQ(s.GetPosition(), 1000);
+    EXPECT_EQ(s.Bytes()[2], 'C');
+    EXPECT_EQ(s.Bytes()[999], 'x');
+    s.CommitWrite(10);  // in the middle: the size stays, the position moves
+    EXPECT_EQ(s.GetSize(), 1000);
+    EXPECT_EQ(s.GetPosition(), 10);
+    s.CommitWrite(end);
+    EXPECT_EQ(s.GetSize(), end);
+    EXPECT_EQ(s.Bytes()[size_t(end - 1)], 'x');
+    // Nothing can be made content beyond the room.
+    EXPECT_THROW(s.CommitWrite(int64_t(1) << 40), EWriteError);
+    EXPECT_EQ(s.GetSize(), end);
 }
 
 // Blocks of megabytes live in mappings of their own that grow in place or

@@ -4,11 +4,13 @@
 // VT_WRITE_SEEDS=<dir> makes GoldenStreams write its streams there as the
 // fuzz target's seeds.
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <random>
 #include <vector>
 
 #include "VTTestUtil.h"
+#include "vtree/VTStreamBuffers.h"
 
 using namespace ide;
 using namespace vttest;
@@ -580,4 +582,114 @@ TEST(VTStream, FilesAreWrittenInOneGo) {
     EXPECT_EQ(b.RootNodeCount(), 50u);
     EXPECT_EQ(b.TextOf(b.GetLastNoInit()), "row");
     std::remove(path.c_str());
+}
+
+namespace {
+
+// A stream the write buffer can't write in place: it keeps its own bytes.
+class TPlainStream final : public TStream {
+public:
+    TMemoryStream Inner;
+    int64_t Read(void* Buffer, int64_t Count) override { return Inner.Read(Buffer, Count); }
+    int64_t Write(const void* Buffer, int64_t Count) override { return Inner.Write(Buffer, Count); }
+    int64_t Seek(int64_t Offset, TSeekOrigin Origin) override { return Inner.Seek(Offset, Origin); }
+    int64_t GetSize() override { return Inner.GetSize(); }
+    void SetSize(int64_t NewSize) override { Inner.SetSize(NewSize); }
+};
+
+// Random writes, jumps, patches, cuts, reads, flushes and direct use of the
+// stream through a write buffer, against the same done to a memory stream
+// directly.
+void WriteBufferMatchesTheStream(TStream& Target, TMemoryStream& Content, uint32_t Seed) {
+    std::mt19937 rng(Seed);
+    TMemoryStream ref;
+    Bytes start(size_t(rng() % 5000));
+    for (auto& b : start) b = uint8_t(rng());
+    for (TStream* s : {static_cast<TStream*>(&Target), static_cast<TStream*>(&ref)}) {
+        if (!start.empty()) s->WriteBuffer(start.data(), int64_t(start.size()));
+        s->SetPosition(int64_t(rng() % (start.size() + 1)));
+    }
+    ref.SetPosition(Target.GetPosition());
+    TStreamWriteBuffer buffer(Target);
+    for (int step = 0; step < 400; ++step) {
+        const int64_t size = ref.GetSize();
+        switch (rng() % 9) {
+            case 0: case 1: case 2: {  // a write, now and then longer than a block
+                Bytes b(size_t(rng() % 8 == 0 ? 300000 + rng() % 300000 : rng() % 60));
+                for (auto& x : b) x = uint8_t(rng());
+                if (b.empty()) break;
+                buffer.Append(b.data(), int64_t(b.size()));
+                ref.WriteBuffer(b.data(), int64_t(b.size()));
+                break;
+            }
+            case 3: {  // a jump, past the end too
+                const int64_t to = int64_t(rng() % uint32_t(size + 3000));
+                buffer.SetPosition(to);
+                ref.SetPosition(to);
+                break;
+            }
+            case 4: {  // a size field patched behind or ahead of the kept bytes
+                if (size < 4) break;
+                const int64_t at = int64_t(rng() % uint32_t(size - 3));
+                const uint32_t v = rng();
+                buffer.PatchU32(at, v);
+                const int64_t back = ref.GetPosition();
+                uint8_t b[4] = {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)};
+                ref.SetPosition(at);
+                ref.WriteBuffer(b, 4);
+                ref.SetPosition(back);
+                break;
+            }
+            case 5: {  // a cut or a growth
+                const int64_t to = int64_t(rng() % uint32_t(size + 2000));
+                const int64_t at = std::min(buffer.GetPosition(), to);
+                buffer.SetSize(to);
+                ref.SetSize(to);
+                // Whether a cut moves the position is the stream's own
+                // choice (a memory stream's does, a file's doesn't).
+                buffer.SetPosition(at);
+                ref.SetPosition(at);
+                break;
+            }
+            case 6: buffer.MaybeFlush(); break;
+            case 7: {  // the stream itself, as a client handler gets it
+                TStream& direct = buffer.Direct();
+                Bytes b(size_t(1 + rng() % 3000));
+                for (auto& x : b) x = uint8_t(rng());
+                direct.WriteBuffer(b.data(), int64_t(b.size()));
+                buffer.EndDirect();
+                ref.WriteBuffer(b.data(), int64_t(b.size()));
+                break;
+            }
+            case 8: {  // a read through the buffer
+                uint8_t got[16] = {}, want[16] = {};
+                const int64_t n = buffer.Read(got, 16);
+                ASSERT_EQ(n, ref.Read(want, 16)) << "step " << step;
+                ASSERT_EQ(0, std::memcmp(got, want, size_t(n))) << "step " << step;
+                break;
+            }
+        }
+        ASSERT_EQ(buffer.GetSize(), ref.GetSize()) << "step " << step;
+        ASSERT_EQ(buffer.GetPosition(), ref.GetPosition()) << "step " << step;
+    }
+    buffer.Finish();
+    EXPECT_EQ(Target.GetPosition(), ref.GetPosition());
+    ASSERT_EQ(Content.GetSize(), ref.GetSize());
+    const Bytes got = Content.Bytes(), want = ref.Bytes();
+    const auto diff = std::mismatch(got.begin(), got.end(), want.begin());
+    EXPECT_TRUE(diff.first == got.end()) << "first difference at " << (diff.first - got.begin()) << " of " << got.size();
+}
+
+}  // namespace
+
+TEST(VTStream, TheWriteBufferWritesWhatTheStreamWouldInPlaceOrNot) {
+    for (uint32_t seed = 1; seed <= 16; ++seed) {
+        SCOPED_TRACE(seed);
+        TMemoryStream memory;  // written in place
+        WriteBufferMatchesTheStream(memory, memory, seed);
+        TPlainStream plain;    // through the buffer's own bytes
+        SCOPED_TRACE("plain");
+        WriteBufferMatchesTheStream(plain, plain.Inner, seed);
+        if (HasFatalFailure()) return;
+    }
 }
