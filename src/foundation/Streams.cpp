@@ -147,8 +147,7 @@ int64_t TMemoryStream::Write(const void* Buffer, int64_t Count) {
     if (Count <= 0 || FPosition < 0) return 0;
     const int64_t end = FPosition + Count;
     if (end > FSize) {
-        Reserve(end);
-        Populate(end);
+        PrepareWrite(end);
         if (FPosition > FSize) std::memset(FData + FSize, 0, static_cast<size_t>(FPosition - FSize));
         FSize = end;
     }
@@ -170,8 +169,7 @@ int64_t TMemoryStream::Seek(int64_t Offset, TSeekOrigin Origin) {
 void TMemoryStream::SetSize(int64_t NewSize) {
     if (NewSize < 0) NewSize = 0;
     if (NewSize > FSize) {
-        Reserve(NewSize);
-        Populate(NewSize);
+        PrepareWrite(NewSize);
         std::memset(FData + FSize, 0, static_cast<size_t>(NewSize - FSize));
     }
     FSize = NewSize;
