@@ -203,7 +203,18 @@ public:
 #define IDE_VT_WALK0(Name) PVirtualNode Name(); PVirtualNode Name##NoInit() const;
 #define IDE_VT_WALK1(Name) PVirtualNode Name(PVirtualNode Node); PVirtualNode Name##NoInit(PVirtualNode Node) const;
     IDE_VT_WALK0(GetFirst) IDE_VT_WALK0(GetLast) IDE_VT_WALK0(GetFirstVisible) IDE_VT_WALK0(GetLastVisible)
-    IDE_VT_WALK1(GetNext) IDE_VT_WALK1(GetPrevious) IDE_VT_WALK1(GetFirstChild) IDE_VT_WALK1(GetLastChild)
+    // A leaf's next node is its next sibling: the common step of a walk
+    // over a long list is taken inline.
+    PVirtualNode GetNext(PVirtualNode Node) {
+        if (IsNode(Node) && !Node->FirstChild && !HasState(Node, vsHasChildren) && Node->NextSibling) {
+            PVirtualNode r = Node->NextSibling;
+            if (!HasState(r, vsInitialized)) InitNode(r);
+            return r;
+        }
+        return GetNextOutOfLine(Node);
+    }
+    PVirtualNode GetNextNoInit(PVirtualNode Node) const;
+    IDE_VT_WALK1(GetPrevious) IDE_VT_WALK1(GetFirstChild) IDE_VT_WALK1(GetLastChild)
     IDE_VT_WALK1(GetNextVisible) IDE_VT_WALK1(GetPreviousVisible) IDE_VT_WALK1(GetFirstVisibleChild)
     IDE_VT_WALK1(GetLastVisibleChild) IDE_VT_WALK1(GetNextVisibleSibling) IDE_VT_WALK1(GetPreviousVisibleSibling)
 #undef IDE_VT_WALK0
@@ -433,6 +444,10 @@ protected:
     void ReadStreamInto(TStream& Stream, PVirtualNode Target, bool Adding);
     PVirtualNode SortChain(PVirtualNode Head, uint32_t Count, TColumnIndex Column, TSortDirection Direction);
     bool IsNode(PVirtualNode Node) const noexcept { return Node && Node != FRoot; }
+    PVirtualNode GetNextOutOfLine(PVirtualNode Node);
+    // Links Node (Parent's child) behind Parent's last child: siblings,
+    // index and Parent's first and last child; no counter.
+    static void LinkAsLastChild(PVirtualNode Node, PVirtualNode Parent) noexcept;
 
     friend class TWorkerThread;
     friend std::string CheckTreeInvariants(TBaseVirtualTree& Tree);

@@ -206,7 +206,8 @@ void TBaseVirtualTree::HandleIncrementalSearch(uint16_t CharCode) {
             };
             setup();
             bool found = false;
-            const bool fastAll = FIncrementalSearch == isAll && forward;
+            // The common walk, all nodes forward, calls GetNext without the switch.
+            const bool allForward = FIncrementalSearch == isAll && forward;
             String text;
             if (run) {
                 if (singleLetter)
@@ -220,17 +221,7 @@ void TBaseVirtualTree::HandleIncrementalSearch(uint16_t CharCode) {
                         found = true;
                         break;
                     }
-                    // A leaf's next node is its next sibling: the common
-                    // step of a search over a long list, taken here inline.
-                    PVirtualNode sibling = fastAll && !run->FirstChild && !HasState(run, vsHasChildren)
-                                               ? run->NextSibling
-                                               : nullptr;
-                    if (sibling) {
-                        if (!HasState(sibling, vsInitialized)) InitNode(sibling);
-                        run = sibling;
-                    } else {
-                        run = step(run);
-                    }
+                    run = allForward ? GetNext(run) : step(run);
                     if (!run && run != stop) run = end();  // wrap around
                     if (run == stop) break;
                 }

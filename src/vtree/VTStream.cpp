@@ -351,15 +351,7 @@ void TBaseVirtualTree::ReadNode(TStreamReadBuffer& Stream, int Version, PVirtual
 // the chain.
 PVirtualNode TBaseVirtualTree::ChainNewLastChild(PVirtualNode Parent) {
     PVirtualNode child = MakeNewNode();
-    child->Parent = Parent;
-    child->PrevSibling = Parent->LastChild;
-    if (Parent->LastChild) {
-        Parent->LastChild->NextSibling = child;
-        child->Index = Parent->LastChild->Index + 1;
-    } else {
-        Parent->FirstChild = child;
-    }
-    Parent->LastChild = child;
+    LinkAsLastChild(child, Parent);
     ++Parent->ChildCount;
     return child;
 }

@@ -399,6 +399,20 @@ void TBaseVirtualTree::SetFocusedNode(PVirtualNode Node) {
 
 // ---- Linking ----------------------------------------------------------------
 
+void TBaseVirtualTree::LinkAsLastChild(PVirtualNode Node, PVirtualNode Parent) noexcept {
+    Node->Parent = Parent;
+    Node->NextSibling = nullptr;
+    Node->PrevSibling = Parent->LastChild;
+    if (Parent->LastChild) {
+        Parent->LastChild->NextSibling = Node;
+        Node->Index = Parent->LastChild->Index + 1;
+    } else {
+        Parent->FirstChild = Node;
+        Node->Index = 0;
+    }
+    Parent->LastChild = Node;
+}
+
 void TBaseVirtualTree::InternalConnectNode(PVirtualNode Node, PVirtualNode Destination, TBaseVirtualTree* Target,
                                            TVTNodeAttachMode Mode) {
     Target->StopWorkerIfWalking();
@@ -449,17 +463,7 @@ void TBaseVirtualTree::InternalConnectNode(PVirtualNode Node, PVirtualNode Desti
             break;
         case amAddChildLast:
             parent = Destination;
-            Node->NextSibling = nullptr;
-            Node->PrevSibling = Destination->LastChild;
-            if (Destination->LastChild) {
-                Destination->LastChild->NextSibling = Node;
-                Node->Index = Destination->LastChild->Index + 1;
-            } else {
-                Destination->FirstChild = Node;
-                Node->Index = 0;
-            }
-            Destination->LastChild = Node;
-            Node->Parent = Destination;
+            LinkAsLastChild(Node, Destination);
             addHeight = HasState(Node, vsVisible);
             break;
         case amNoWhere:

@@ -45,7 +45,7 @@ PVirtualNode TBaseVirtualTree::GetNextNoInit(PVirtualNode Node) const {
     return nullptr;
 }
 
-PVirtualNode TBaseVirtualTree::GetNext(PVirtualNode Node) {
+PVirtualNode TBaseVirtualTree::GetNextOutOfLine(PVirtualNode Node) {
     if (!IsNode(Node)) return nullptr;
     if (HasState(Node, vsHasChildren) && Node->ChildCount == 0) InitChildren(Node);
     PVirtualNode r = GetNextNoInit(Node);
