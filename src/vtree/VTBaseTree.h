@@ -14,8 +14,10 @@
 // fields that tests read, and the worker's hand-back served by whoever calls
 // ServeWorker. The widget (TVirtualTreeWidget) overrides them.
 //
-// Files: structure and lazy initialisation (VTStructure.cpp), traversal
-// (VTTraversal.cpp), selection and check states (VTSelection.cpp), batching,
+// Files: making, linking, counting and deleting nodes (VTStructure.cpp),
+// visibility and heights (VTVisibility.cpp), expanding and lazy
+// initialisation (VTExpand.cpp), moving and copying (VTTransfer.cpp),
+// traversal (VTTraversal.cpp), selection and check states (VTSelection.cpp), batching,
 // states and timers (VTUpdate.cpp), the position cache, ranges and hit
 // tests (VTCache.cpp) with the shared worker (VTWorker.cpp), the stream
 // (VTStream.cpp), sorting and incremental search (VTSort.cpp).
