@@ -59,7 +59,7 @@ public:
                 if (ours.impl.rfind("ide", 0) != 0) continue;
                 for (const Entry& peer : list) {
                     if (peer.impl.rfind("ide", 0) == 0) continue;
-                    std::printf("  %-40s %-24s vs %-24s %8.2fx\n", key.c_str(), ours.impl.c_str(), peer.impl.c_str(),
+                    std::printf("  %-40s %-28s vs %-32s %8.2fx\n", key.c_str(), ours.impl.c_str(), peer.impl.c_str(),
                                 peer.ns > 0 ? ours.ns / peer.ns : 0.0);
                 }
             }
