@@ -8,7 +8,8 @@
 // from its list file when it is expanded.
 //
 // The first view is fixed: 1M rows scrolled to row 500,000 with one node
-// expanded and a few boxes checked, so the screenshot is the same each time.
+// expanded, one of its children checked (so the parent shows the mixed
+// state) and a box checked, so the screenshot is the same each time.
 #include <QBoxLayout>
 #include <QCheckBox>
 #include <QComboBox>
@@ -176,6 +177,8 @@ public:
             FTree->ValidateNode(n, false);
             if (FTree->HasChildren(n)) {
                 FTree->ToggleNode(n);
+                // One child checked: the parent's box shows the mixed state.
+                FTree->SetCheckState(n->FirstChild, csCheckedNormal);
                 break;
             }
         }
