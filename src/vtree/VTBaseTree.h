@@ -54,6 +54,11 @@
 // - Client calls that the validation pass needs under toVariableNodeHeight
 //   (initialise and measure a node, update the scroll bars) are handed back
 //   to the owner thread, never run on the worker.
+// - The search takes its characters as code points: one above the basic
+//   plane is appended as its two UTF-16 units, counts as one character for
+//   the repeated-letter step and the backspace, and is compared whole.
+// - Offsets and scroll bars are ints: content is reachable down to
+//   2^31 - 1 pixels, about 119 million rows of 18 pixels.
 //
 // The validation worker reads the skeleton from its own thread (VTWorker.h);
 // all trees of a process belong to one owner thread.
@@ -323,7 +328,9 @@ public:
     // ---- Sorting and incremental search --------------------------------
     virtual void Sort(PVirtualNode Node, TColumnIndex Column, TSortDirection Direction, bool DoInit = true);
     virtual void SortTree(TColumnIndex Column, TSortDirection Direction, bool DoInit = true);
-    void HandleIncrementalSearch(uint16_t CharCode);
+    // CharCode is a code point: one above the basic plane is appended whole,
+    // and a backspace takes off a whole character.
+    void HandleIncrementalSearch(uint32_t CharCode);
     TVTIncrementalSearch IncrementalSearch() const noexcept { return FIncrementalSearch; }
     void SetSearchOption(TVTIncrementalSearch Value);
     void SetSearchStart(TVTSearchStart Value) { FSearchStart = Value; }

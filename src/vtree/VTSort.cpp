@@ -29,6 +29,22 @@ int TBaseVirtualTree::DoIncrementalSearch(PVirtualNode Node, const String& Text)
 
 namespace {
 
+// A code point as UTF-16: one unit, or a surrogate pair above the basic plane.
+String CodePointText(uint32_t Code) {
+    if (Code < 0x10000) return String(1, Char(Code));
+    Code -= 0x10000;
+    return {Char(0xD800 + (Code >> 10)), Char(0xDC00 + (Code & 0x3FF))};
+}
+
+// The units of the last character of a text: a surrogate pair counts as
+// one character.
+size_t LastCharLength(const String& Text) {
+    const size_t n = Text.size();
+    if (n >= 2 && Text[n - 1] >= 0xDC00 && Text[n - 1] <= 0xDFFF && Text[n - 2] >= 0xD800 && Text[n - 2] <= 0xDBFF)
+        return 2;
+    return n ? 1 : 0;
+}
+
 inline void Prefetch(PVirtualNode Node) {
     if (!Node) return;
     __builtin_prefetch(Node);
@@ -159,14 +175,17 @@ void TBaseVirtualTree::SetSearchOption(TVTIncrementalSearch Value) {
     }
 }
 
-void TBaseVirtualTree::HandleIncrementalSearch(uint16_t CharCode) {
+void TBaseVirtualTree::HandleIncrementalSearch(uint32_t CharCode) {
     StopTimer(SearchTimer);
     if (FIncrementalSearch == isNone) return;
+    // Neither a character nor a code point (a lone surrogate can't be
+    // appended): nothing to search for.
+    if (CharCode > 0x10FFFF || (CharCode >= 0xD800 && CharCode <= 0xDFFF)) CharCode = 0;
     if (CharCode != 0) {
         DoStateChange(tsIncrementalSearching);
-        const Char ch = Char(CharCode);
-        const bool previousSearch = ch == 8;
-        if (!(previousSearch && FSearchBuffer.size() <= 1)) {
+        const String ch = CodePointText(CharCode);
+        const bool previousSearch = CharCode == 8;
+        if (!(previousSearch && LastCharLength(FSearchBuffer) >= FSearchBuffer.size())) {
             PVirtualNode run = FSearchStart == ssAlwaysStartOver ? nullptr
                                : FSearchStart == ssLastHit       ? FLastSearchNode
                                                                  : FFocusedNode;
@@ -177,7 +196,7 @@ void TBaseVirtualTree::HandleIncrementalSearch(uint16_t CharCode) {
             PVirtualNode stop = run;
             bool forward = FSearchDirection == sdForward;
             if (previousSearch) forward = !forward;
-            bool singleLetter = FSearchBuffer.size() == 1 && !previousSearch && FSearchBuffer[0] == ch;
+            bool singleLetter = !previousSearch && FSearchBuffer == ch;
             if (singleLetter && run && DoIncrementalSearch(run, FSearchBuffer + ch) == 0) singleLetter = false;
 
             auto step = [&](PVirtualNode n) -> PVirtualNode {
@@ -213,7 +232,7 @@ void TBaseVirtualTree::HandleIncrementalSearch(uint16_t CharCode) {
                 if (singleLetter)
                     text = FSearchBuffer;
                 else if (previousSearch)
-                    text = FSearchBuffer.substr(0, FSearchBuffer.size() - 1);
+                    text = FSearchBuffer.substr(0, FSearchBuffer.size() - LastCharLength(FSearchBuffer));
                 else
                     text = FSearchBuffer + ch;
                 for (;;) {

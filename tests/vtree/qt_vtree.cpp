@@ -5,6 +5,7 @@
 #include <QScrollBar>
 #include <QTest>
 
+#include "platform/QtCanvas.h"
 #include "vtree/widgets/VirtualTreeWidgets.h"
 
 using namespace ide;
@@ -64,6 +65,16 @@ private slots:
         QVERIFY(t.Selected(t.FocusedNode()));
         QVERIFY(t.TimerActive(SearchTimer));
         QTRY_VERIFY_WITH_TIMEOUT(!t.InState(tsIncrementalSearching), 3000);  // timer 7 ends it
+
+        // A key whose text lies above the basic plane feeds the search whole.
+        const QString smile = QString::fromUcs4(U"\U0001F600");
+        t.OnGetText = [&](TBaseVirtualTree*, PVirtualNode n, TColumnIndex, String& s) {
+            s = n->Index == 7 ? FromQString(smile + "x") : Str("Node");
+        };
+        QKeyEvent key(QEvent::KeyPress, 0, Qt::NoModifier, smile);
+        QApplication::sendEvent(&t, &key);
+        QCOMPARE(t.FocusedNode()->Index, 7u);
+        QCOMPARE(ToQString(t.SearchBuffer()), smile);
     }
 
     void clicksToggleButtonsAndCheckBoxes() {

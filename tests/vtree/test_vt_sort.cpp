@@ -162,6 +162,57 @@ TEST(VTSearch, IncrementalSearchScenarios) {
     EXPECT_EQ(focused(), "avocado");
 }
 
+TEST(VTSearch, ACharacterAboveTheBasicPlaneIsOneCharacter) {
+    // U+1F600 takes two UTF-16 units; to the search it is one character.
+    const uint32_t smile = 0x1F600;
+    const char* s = "\xF0\x9F\x98\x80";
+    TSearchTree t;
+    const std::string names[] = {"b", std::string(s) + "a", std::string(s) + "b", std::string(s) + "c",
+                                 "a" + std::string(s), "ab"};
+    t.SetRootNodeCount(6);
+    int i = 0;
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) t.Name(c, names[i++].c_str());
+    auto focused = [&] { return t.FocusedNode() ? int(t.FocusedNode()->Index) : -1; };
+    t.SetSearchOption(isAll);
+
+    t.HandleIncrementalSearch(smile);
+    EXPECT_EQ(focused(), 1);
+    EXPECT_EQ(Utf8(t.SearchBuffer()), s);
+    // The same character again steps to the next hit, as a repeated letter does.
+    t.HandleIncrementalSearch(smile);
+    EXPECT_EQ(focused(), 2);
+    EXPECT_EQ(Utf8(t.SearchBuffer()), s);
+    // A buffer of one such character isn't emptied by a backspace either.
+    t.Type("\b");
+    EXPECT_EQ(t.SearchBuffer().size(), 2u);
+    EXPECT_EQ(focused(), 2);
+
+    t.Type("c");
+    EXPECT_EQ(focused(), 3);
+    t.Type("\b");  // back to the whole character, backwards from the hit
+    EXPECT_EQ(Utf8(t.SearchBuffer()), s);
+    EXPECT_EQ(focused(), 2);
+
+    t.TimerFired(SearchTimer);
+    t.Type("a");
+    EXPECT_EQ(focused(), 4);
+    t.HandleIncrementalSearch(smile);
+    EXPECT_EQ(focused(), 4);
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "a" + std::string(s));
+    t.Type("\b");  // takes off both units: "a", backwards, wrapping to the end
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "a");
+    EXPECT_EQ(focused(), 5);
+
+    // A lone surrogate or a value past the last code point searches nothing.
+    const int beeps = t.Beeps;
+    t.HandleIncrementalSearch(0xD83D);
+    t.HandleIncrementalSearch(0x110000);
+    EXPECT_EQ(Utf8(t.SearchBuffer()), "a");
+    EXPECT_EQ(focused(), 5);
+    EXPECT_EQ(t.Beeps, beeps);
+    EXPECT_TRUE(t.TimerActive(SearchTimer));
+}
+
 TEST(VTSearch, InitializedOnlyWalksButNeverInitialises) {
     TSearchTree t;
     t.SetRootNodeCount(50);

@@ -221,10 +221,14 @@ void TVirtualTreeWidget<Core>::keyPressEvent(QKeyEvent* E) {
             default: break;
         }
         // No tree meaning now: the character may feed the search.
+        // The key's first character, whole when it lies above the basic plane.
         const QString text = E->text();
-        if (this->IncrementalSearch() != isNone && !text.isEmpty() && (text.at(0).isPrint() || text.at(0) == u'\b')) {
+        char32_t code = text.isEmpty() ? 0 : text.at(0).unicode();
+        if (text.size() >= 2 && text.at(0).isHighSurrogate() && text.at(1).isLowSurrogate())
+            code = QChar::surrogateToUcs4(text.at(0), text.at(1));
+        if (this->IncrementalSearch() != isNone && code && (QChar::isPrint(code) || code == u'\b')) {
             this->DoStateChange(tsIncrementalSearchPending);
-            this->HandleIncrementalSearch(text.at(0).unicode());
+            this->HandleIncrementalSearch(code);
             this->DoStateChange(0, tsIncrementalSearchPending);
             if (this->FocusedNode()) this->ScrollIntoView(this->FocusedNode(), false);
             viewport()->update();
