@@ -1,7 +1,8 @@
 // Fuzz target for the node store: every two bytes of the input are one
 // operation (kind, argument) on one of two trees: structure, visibility,
 // expansion, heights, selection, checks, moves within and between trees,
-// copies, update blocks, sorting, resets. After every operation outside an
+// copies, update blocks, sorting, resets, incremental search in every mode,
+// start and direction. After every operation outside an
 // update block, CheckTreeInvariants must find nothing.
 #include <cstddef>
 #include <cstdint>
@@ -41,6 +42,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
         t.OnCompareNodes = [](TBaseVirtualTree*, PVirtualNode a, PVirtualNode b, TColumnIndex, int& r) {
             r = int(a->NodeHeight) - int(b->NodeHeight);
         };
+        // A node matches when its height and the search text agree mod 3.
+        t.OnIncrementalSearch = [](TBaseVirtualTree*, PVirtualNode n, const String& text, int& r) {
+            r = n->NodeHeight % 3 == text.size() % 3 ? 0 : 1;
+        };
     }
     for (size_t i = 0; i + 1 < Size && i < 2 * 400; i += 2) {
         const uint8_t op = Data[i], arg = Data[i + 1];
@@ -79,6 +84,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
                 case 23: if (arg == 0) t.Clear(); break;
                 case 24: t.GetNodeAt(0, arg * 5); break;
                 case 25: t.InvalidateCache(); t.ValidateCache(); t.WaitForValidation(); break;
+                case 26:
+                    t.SetSearchOption(TVTIncrementalSearch(arg % 4));
+                    t.SetSearchStart(TVTSearchStart((arg >> 2) % 3));
+                    t.SetSearchDirection(TVTSearchDirection((arg >> 4) & 1));
+                    break;
+                case 27: {
+                    // Letters, backspace, a character above the basic plane,
+                    // a lone surrogate.
+                    static const uint32_t codes[] = {'a', 'b', 'a', 8, 0x1F600, 0xD83D, 0};
+                    t.HandleIncrementalSearch(codes[arg % 7]);
+                    break;
+                }
                 default: t.SetRootNodeCount(arg % 9); break;
             }
         } catch (const EVirtualTreeError&) {
