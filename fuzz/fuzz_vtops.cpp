@@ -1,8 +1,8 @@
 // Fuzz target for the node store: every two bytes of the input are one
 // operation (kind, argument) on one of two trees: structure, visibility,
 // expansion, heights, selection, checks, moves within and between trees,
-// copies, update blocks, sorting, resets, incremental search in every mode,
-// start and direction. After every operation outside an
+// copies, update blocks, sorting (with a comparison that may throw), resets,
+// incremental search in every mode, start and direction. After every operation outside an
 // update block, CheckTreeInvariants must find nothing.
 #include <cstddef>
 #include <cstdint>
@@ -14,6 +14,9 @@
 using namespace ide;
 
 namespace {
+
+// What a client's comparison throws.
+struct TClientError {};
 
 PVirtualNode Pick(TBaseVirtualTree& T, uint32_t K) {
     const uint32_t total = T.TotalCount();
@@ -37,9 +40,12 @@ void Check(TBaseVirtualTree& T, size_t Step) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
     TBaseVirtualTree trees[2];
+    // When set, the comparison throws at that many comparisons from now.
+    uint32_t throwIn = 0;
     for (auto& t : trees) {
         t.SetOptions(t.Options() | toMultiSelect);
-        t.OnCompareNodes = [](TBaseVirtualTree*, PVirtualNode a, PVirtualNode b, TColumnIndex, int& r) {
+        t.OnCompareNodes = [&throwIn](TBaseVirtualTree*, PVirtualNode a, PVirtualNode b, TColumnIndex, int& r) {
+            if (throwIn > 0 && --throwIn == 0) throw TClientError();
             r = int(a->NodeHeight) - int(b->NodeHeight);
         };
         // A node matches when its height and the search text agree mod 3.
@@ -96,9 +102,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* Data, size_t Size) {
                     t.HandleIncrementalSearch(codes[arg % 7]);
                     break;
                 }
+                case 28: throwIn = arg % 24; break;
                 default: t.SetRootNodeCount(arg % 9); break;
             }
         } catch (const EVirtualTreeError&) {
+        } catch (const TClientError&) {
         }
         if (t.TotalCount() > 3000) t.Clear();
         Check(trees[0], i / 2);

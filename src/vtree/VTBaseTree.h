@@ -451,7 +451,8 @@ protected:
     void CollapseChildless(PVirtualNode Node);
     void RepairReadSelection(PVirtualNode From, PVirtualNode Stop);
     void ReadStreamInto(TStream& Stream, PVirtualNode Target, bool Adding);
-    PVirtualNode SortChain(PVirtualNode Head, uint32_t Count, TColumnIndex Column, TSortDirection Direction);
+    PVirtualNode SortChain(PVirtualNode& Head, uint32_t Count, TColumnIndex Column, TSortDirection Direction,
+                           PVirtualNode& Last);
     bool IsNode(PVirtualNode Node) const noexcept { return Node && Node != FRoot; }
     PVirtualNode GetNextOutOfLine(PVirtualNode Node);
     // Links Node (Parent's child) behind Parent's last child: siblings,

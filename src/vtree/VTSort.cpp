@@ -53,37 +53,75 @@ inline void Prefetch(PVirtualNode Node) {
 
 }  // namespace
 
-PVirtualNode TBaseVirtualTree::SortChain(PVirtualNode Head, uint32_t Count, TColumnIndex Column,
-                                         TSortDirection Direction) {
+// Sorts the Count nodes of the chain at Head, and returns the first and the
+// last. The merge that makes the whole chain numbers each node and links it
+// to its predecessor as it appends it, while the node is at hand (a walk
+// afterwards would visit the now scattered nodes once more). Compared nodes
+// are always ones not yet appended: they keep their index and previous
+// sibling until then. If a comparison throws, every node goes back on the
+// chain at Head, in some order, and the error travels on.
+PVirtualNode TBaseVirtualTree::SortChain(PVirtualNode& Head, uint32_t Count, TColumnIndex Column,
+                                         TSortDirection Direction, PVirtualNode& Last) {
     struct TSorter {
         TBaseVirtualTree* Tree;
         TColumnIndex Column;
         bool Ascending;
-        PVirtualNode Merge(PVirtualNode A, PVirtualNode B) {
+        PVirtualNode& Head;
+
+        // Puts a chain back in front of Head.
+        void PutBack(PVirtualNode Chain) {
+            if (!Chain) return;
+            PVirtualNode last = Chain;
+            while (last->NextSibling) last = last->NextSibling;
+            last->NextSibling = Head;
+            Head = Chain;
+        }
+        // Final: the merge that makes the whole chain; it numbers and links
+        // back each node it appends, and sets *Last.
+        PVirtualNode Merge(PVirtualNode A, PVirtualNode B, bool Final, PVirtualNode* Last = nullptr) {
             TVirtualNode sentinel{};
             PVirtualNode tail = &sentinel;
-            while (A && B) {
-                // One of the two nodes after these is compared next: both
-                // records, with the client's data behind the header, are
-                // fetched while the client compares these.
-                Prefetch(A->NextSibling);
-                Prefetch(B->NextSibling);
-                ++Tree->FSortCompares;
-                const int cmp = Tree->DoCompare(A, B, Column);
-                const bool takeB = Ascending ? cmp > 0 : cmp < 0;
-                if (takeB) {
-                    tail->NextSibling = B;
-                    B = B->NextSibling;
-                } else {
-                    tail->NextSibling = A;
-                    A = A->NextSibling;
+            uint32_t index = 0;
+            try {
+                while (A && B) {
+                    // One of the two nodes after these is compared next: both
+                    // records, with the client's data behind the header, are
+                    // fetched while the client compares these.
+                    Prefetch(A->NextSibling);
+                    Prefetch(B->NextSibling);
+                    ++Tree->FSortCompares;
+                    const int cmp = Tree->DoCompare(A, B, Column);
+                    PVirtualNode& from = (Ascending ? cmp > 0 : cmp < 0) ? B : A;
+                    PVirtualNode node = from;
+                    from = node->NextSibling;
+                    tail->NextSibling = node;
+                    if (Final) {
+                        node->PrevSibling = tail == &sentinel ? nullptr : tail;
+                        node->Index = index++;
+                    }
+                    tail = node;
                 }
-                tail = tail->NextSibling;
+            } catch (...) {
+                tail->NextSibling = nullptr;
+                PutBack(B);
+                PutBack(A);
+                PutBack(sentinel.NextSibling);
+                throw;
             }
-            tail->NextSibling = A ? A : B;
+            PVirtualNode rest = A ? A : B;
+            tail->NextSibling = rest;
+            if (Final) {
+                for (; rest; rest = rest->NextSibling) {
+                    rest->PrevSibling = tail == &sentinel ? nullptr : tail;
+                    rest->Index = index++;
+                    tail = rest;
+                }
+                *Last = tail;
+            }
             return sentinel.NextSibling;
         }
-        PVirtualNode Run(PVirtualNode& Head, uint32_t N) {
+        // Sorts the next N nodes of Head; on an error they are back on Head.
+        PVirtualNode Run(uint32_t N) {
             if (N < 2) {
                 PVirtualNode r = Head;
                 if (r) {
@@ -92,12 +130,26 @@ PVirtualNode TBaseVirtualTree::SortChain(PVirtualNode Head, uint32_t Count, TCol
                 }
                 return r;
             }
-            PVirtualNode left = Run(Head, N / 2);
-            PVirtualNode right = Run(Head, (N + 1) / 2);
-            return Merge(left, right);
+            PVirtualNode left = Run(N / 2);
+            PVirtualNode right;
+            try {
+                right = Run((N + 1) / 2);
+            } catch (...) {
+                PutBack(left);
+                throw;
+            }
+            return Merge(left, right, false);
         }
-    } sorter{this, Column, Direction == sdAscending};
-    return sorter.Run(Head, Count);
+    } sorter{this, Column, Direction == sdAscending, Head};
+    PVirtualNode left = sorter.Run(Count / 2);
+    PVirtualNode right;
+    try {
+        right = sorter.Run((Count + 1) / 2);
+    } catch (...) {
+        sorter.PutBack(left);
+        throw;
+    }
+    return sorter.Merge(left, right, true, &Last);
 }
 
 void TBaseVirtualTree::Sort(PVirtualNode Node, TColumnIndex Column, TSortDirection Direction, bool DoInit) {
@@ -112,17 +164,26 @@ void TBaseVirtualTree::Sort(PVirtualNode Node, TColumnIndex Column, TSortDirecti
         if (Node->ChildCount == 0 && DoInit) InitChildren(Node);
         if (DoInit && Node->ChildCount > 0) ValidateChildren(Node, false);
         if (Node->ChildCount > 1) {
-            PVirtualNode first = SortChain(Node->FirstChild, Node->ChildCount, Column, Direction);
-            Node->FirstChild = first;
-            first->PrevSibling = nullptr;
-            uint32_t index = 0;
-            PVirtualNode prev = nullptr;
-            for (PVirtualNode run = first; run; run = run->NextSibling) {
-                run->Index = index++;
-                run->PrevSibling = prev;
-                prev = run;
+            PVirtualNode head = Node->FirstChild;
+            PVirtualNode last = nullptr;
+            try {
+                Node->FirstChild = SortChain(head, Node->ChildCount, Column, Direction, last);
+                Node->LastChild = last;
+            } catch (...) {
+                // The children are all on the chain at head: link them in
+                // that order, as a finished sort would.
+                Node->FirstChild = head;
+                PVirtualNode prev = nullptr;
+                uint32_t index = 0;
+                for (PVirtualNode run = head; run; run = run->NextSibling) {
+                    run->Index = index++;
+                    run->PrevSibling = prev;
+                    prev = run;
+                }
+                Node->LastChild = prev;
+                InvalidateCache();
+                throw;
             }
-            Node->LastChild = prev;
             InvalidateCache();
         }
     }

@@ -616,7 +616,12 @@ void TBaseVirtualTree::DeleteChildren(PVirtualNode Node, bool ResetHasChildren) 
         InterruptValidation();
         const int oldX = FOffsetX, oldY = FOffsetY;
         const bool visibly = Node == FRoot || (FullyVisible(Node) && HasState(Node, vsExpanded));
-        if (visibly) FVisibleCount -= CountVisibleChildren(Node);
+        // All of the root's children go: none stays visible, no walk needed
+        // (after a sort the walk would visit scattered nodes one by one).
+        if (Node == FRoot)
+            FVisibleCount = 0;
+        else if (visibly)
+            FVisibleCount -= CountVisibleChildren(Node);
         IncludeState(Node, vsClearing);
         FreeSubtree(Node);
         ExcludeState(Node, vsClearing);

@@ -1,6 +1,7 @@
 // Sorting (stable merge sort over sibling links) and incremental search.
 #include <algorithm>
 #include <random>
+#include <stdexcept>
 #include <vector>
 
 #include "VTTestUtil.h"
@@ -64,6 +65,77 @@ TEST(VTSort, MergeSortIsStableInBothDirectionsAndRepairsTheChain) {
     }
     auto sorted = Keys(t, nullptr, key);
     EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end()));
+}
+
+TEST(VTSort, AComparisonSeesNodesAsTheyWereAndOneThatThrowsLosesNothing) {
+    TTextTree t;
+    const uint32_t n = 1000;
+    t.SetRootNodeCount(n);
+    std::vector<PVirtualNode> nodes;
+    std::vector<uint32_t> key(n);
+    std::mt19937 rng(11);
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) {
+        key[nodes.size()] = rng() % 50;
+        nodes.push_back(c);
+    }
+    // Key and original index by node; a compared node still has its index
+    // and its previous sibling from before the sort.
+    auto slot = [&](PVirtualNode p) { return size_t(std::find(nodes.begin(), nodes.end(), p) - nodes.begin()); };
+    std::vector<uint32_t> keyOf(n);
+    std::vector<PVirtualNode> prevOf(n);
+    int stale = 0;
+    uint32_t compares = 0, throwAt = 0;
+    t.OnCompareNodes = [&](TBaseVirtualTree*, PVirtualNode a, PVirtualNode b, TColumnIndex, int& r) {
+        if (++compares == throwAt) throw std::runtime_error("compare failed");
+        for (PVirtualNode x : {a, b}) {
+            const size_t i = slot(x);
+            if (x->Index != keyOf[i] >> 16 || x->PrevSibling != prevOf[i]) ++stale;
+        }
+        r = int(keyOf[slot(a)] & 0xFFFF) - int(keyOf[slot(b)] & 0xFFFF);
+    };
+    auto remember = [&] {
+        for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) {
+            keyOf[slot(c)] = (c->Index << 16) | key[slot(c)];
+            prevOf[slot(c)] = c->PrevSibling;
+        }
+    };
+    remember();
+    t.Sort(nullptr, 0, sdAscending, false);
+    EXPECT_EQ(stale, 0);
+    ASSERT_TRUE(Consistent(t));
+    // Descending from the ascending order takes `all` comparisons.
+    remember();
+    compares = 0;
+    t.Sort(nullptr, 0, sdDescending, false);
+    const uint32_t all = compares;
+    EXPECT_EQ(stale, 0);
+    // A comparison that throws, early, midway, in the last merge, at the
+    // last one: the error travels on, and every child is still there, once,
+    // with its index and siblings in order.
+    for (uint32_t at : {1u, all / 3, all - 400, all}) {
+        remember();
+        t.Sort(nullptr, 0, sdAscending, false);
+        remember();
+        compares = 0;
+        throwAt = at;
+        EXPECT_THROW(t.Sort(nullptr, 0, sdDescending, false), std::runtime_error) << at;
+        throwAt = 0;
+        ASSERT_TRUE(Consistent(t)) << at;
+        std::vector<PVirtualNode> seen;
+        for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) seen.push_back(c);
+        std::vector<PVirtualNode> want = nodes;
+        std::sort(seen.begin(), seen.end());
+        std::sort(want.begin(), want.end());
+        EXPECT_EQ(seen, want) << at;
+        EXPECT_EQ(t.RootNode()->ChildCount, n);
+    }
+    // And the tree still sorts.
+    remember();
+    t.Sort(nullptr, 0, sdAscending, false);
+    std::vector<uint32_t> sorted;
+    for (PVirtualNode c = t.GetFirstNoInit(); c; c = c->NextSibling) sorted.push_back(key[slot(c)]);
+    EXPECT_TRUE(std::is_sorted(sorted.begin(), sorted.end()));
+    EXPECT_EQ(stale, 0);
 }
 
 TEST(VTSort, SortTreeWithoutHandlerKeepsOrderAndColumnMinusTwoSortsNothing) {
