@@ -355,6 +355,20 @@ void BM_Collapse_Peer(benchmark::State& State) {
 
 // Enough hits that one measurement spans a fraction of a millisecond.
 constexpr int kHits = 100000;
+// A round of hit tests lasts well under a millisecond, so one preemption
+// by the host doubles it: both sides report their best of several rounds.
+constexpr int kHitRounds = 9;
+
+template <class F>
+void BestRound(TResult& R, int Hits, F Round) {
+    for (int i = 0; i < kHitRounds; ++i) {
+        TResult round;
+        const TStopwatch watch;
+        Round();
+        watch.Stop(round, Hits);
+        if (R.Seconds < 0 || round.Seconds < R.Seconds) R = round;
+    }
+}
 
 void HitOurs(benchmark::State& State, bool Variable) {
     const uint32_t n = uint32_t(State.range(0));
@@ -373,9 +387,9 @@ void HitOurs(benchmark::State& State, bool Variable) {
         const int y = int(tree.RootNode()->TotalHeight - tree.RootNode()->NodeHeight) - 1;
         int top = 0;
         PVirtualNode hit = nullptr;
-        const TStopwatch watch;
-        for (int i = 0; i < kHits; ++i) hit = tree.GetNodeAt(0, y - (i & 7), false, top);
-        watch.Stop(r, kHits);
+        BestRound(r, kHits, [&] {
+            for (int i = 0; i < kHits; ++i) hit = tree.GetNodeAt(0, y - (i & 7), false, top);
+        });
         benchmark::DoNotOptimize(hit);
         if (!tree.InState(tsUseCache) || !hit) r.Seconds = -1;
         return r;
@@ -395,10 +409,10 @@ void HitPeer(benchmark::State& State, bool Variable) {
         (void)view.grab();
         const int y = view.viewport()->height() - 3;
         QModelIndex hit;
-        const TStopwatch watch;
         const int hits = Variable ? 200 : kHits;
-        for (int i = 0; i < hits; ++i) hit = view.indexAt(QPoint(5, y - (i & 7)));
-        watch.Stop(r, hits);
+        BestRound(r, hits, [&] {
+            for (int i = 0; i < hits; ++i) hit = view.indexAt(QPoint(5, y - (i & 7)));
+        });
         if (!hit.isValid()) r.Seconds = -1;
         return r;
     });
