@@ -75,49 +75,59 @@ private:
     Clock::time_point FStart;
 };
 
-// Runs Body (answering the measured seconds) in a child process.
+// Runs Body (answering the measured seconds) in a child process; false
+// when the child failed.
 template <class F>
-void Forked(benchmark::State& State, F Body, bool NeedsApp = true) {
-    for (auto _ : State) {
-        int fd[2];
-        if (pipe(fd) != 0) {
-            State.SkipWithError("pipe");
-            return;
-        }
-        const pid_t pid = fork();
-        if (pid == 0) {
-            close(fd[0]);
-            TResult r;
-            int argc = 1;
-            char name[] = "bench_vtree";
-            char* argv[] = {name, nullptr};
-            setenv("QT_QPA_PLATFORM", "offscreen", 1);
-            if (NeedsApp) {
-                QApplication app(argc, argv);
-                // The font system loads its database when the process
-                // measures its first text: a one-time cost of the
-                // application (about 5 ms here) that belongs to neither
-                // control, paid here before either is timed.
-                (void)QFontMetrics(QApplication::font()).horizontalAdvance(QStringLiteral("Node 0"));
-                r = Body();
-            } else {
-                r = Body();
-            }
-            (void)!write(fd[1], &r, sizeof r);
-            _exit(0);
-        }
-        close(fd[1]);
-        TResult r;
-        const bool got = read(fd[0], &r, sizeof r) == sizeof r;
+bool RunChild(F& Body, bool NeedsApp, TResult& R) {
+    int fd[2];
+    if (pipe(fd) != 0) return false;
+    const pid_t pid = fork();
+    if (pid == 0) {
         close(fd[0]);
-        waitpid(pid, nullptr, 0);
-        if (!got || r.Seconds < 0) {
-            State.SkipWithError("the child process failed");
-            return;
+        TResult r;
+        int argc = 1;
+        char name[] = "bench_vtree";
+        char* argv[] = {name, nullptr};
+        setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        if (NeedsApp) {
+            QApplication app(argc, argv);
+            // The font system loads its database when the process
+            // measures its first text: a one-time cost of the
+            // application (about 5 ms here) that belongs to neither
+            // control, paid here before either is timed.
+            (void)QFontMetrics(QApplication::font()).horizontalAdvance(QStringLiteral("Node 0"));
+            r = Body();
+        } else {
+            r = Body();
         }
-        State.SetIterationTime(r.Seconds);
-        State.counters["cpu_s"] = r.CpuSeconds;
-        if (r.BytesPerNode > 0) State.counters["bytes_per_node"] = r.BytesPerNode;
+        (void)!write(fd[1], &r, sizeof r);
+        _exit(0);
+    }
+    close(fd[1]);
+    const bool got = read(fd[0], &R, sizeof R) == sizeof R;
+    close(fd[0]);
+    waitpid(pid, nullptr, 0);
+    return got && R.Seconds >= 0;
+}
+
+// Runs Body in Runs fresh child processes and reports the fastest: cases
+// of a few milliseconds, where one preemption by the host counts, run
+// three times on both sides.
+template <class F>
+void Forked(benchmark::State& State, F Body, bool NeedsApp = true, int Runs = 1) {
+    for (auto _ : State) {
+        TResult best;
+        for (int i = 0; i < Runs; ++i) {
+            TResult r;
+            if (!RunChild(Body, NeedsApp, r)) {
+                State.SkipWithError("the child process failed");
+                return;
+            }
+            if (best.Seconds < 0 || r.Seconds < best.Seconds) best = r;
+        }
+        State.SetIterationTime(best.Seconds);
+        State.counters["cpu_s"] = best.CpuSeconds;
+        if (best.BytesPerNode > 0) State.counters["bytes_per_node"] = best.BytesPerNode;
     }
 }
 
@@ -435,7 +445,7 @@ void BM_Clear_Ours(benchmark::State& State) {
         tree.Clear();
         watch.Stop(r);
         return r;
-    }, false);
+    }, false, 3);
 }
 
 void BM_Clear_Peer(benchmark::State& State) {
@@ -448,7 +458,7 @@ void BM_Clear_Peer(benchmark::State& State) {
         model.clear();
         watch.Stop(r);
         return r;
-    }, false);
+    }, false, 3);
 }
 
 // ---- Sort siblings by text ------------------------------------------------------------------
@@ -550,7 +560,7 @@ void BM_Search_Ours(benchmark::State& State) {
         watch.Stop(r);
         if (!tree.FocusedNode() || tree.FocusedNode()->Index != texts.Target) r.Seconds = -1;
         return r;
-    });
+    }, true, 3);
 }
 
 // The peer's lazy model over a vector of texts.
@@ -600,7 +610,7 @@ void BM_Search_Peer(benchmark::State& State) {
         watch.Stop(r);
         if (view.currentIndex().row() != int(texts.Target)) r.Seconds = -1;
         return r;
-    });
+    }, true, 3);
 }
 
 // ---- Stream: captioned leaves ------------------------------------------------------------------
