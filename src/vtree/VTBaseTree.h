@@ -441,6 +441,18 @@ protected:
     // it) through a write buffer.
     void WriteNodes(TStream& Target, PVirtualNode Node, bool Siblings);
     void WriteForTransfer(TStream& Stream, PVirtualNode Source, bool ChildrenOnly);
+    // A move or copy to Target of TargetTree: the attach modes at the root,
+    // and a target whose children are still to be made.
+    void PrepareTransferTarget(TBaseVirtualTree* TargetTree, PVirtualNode Target, TVTNodeAttachMode& Mode);
+    // Writes Source (or its children) and reads the stream in at Target of
+    // TargetTree as moved nodes or as copies (a refused copy is deleted
+    // again); answers the last node read in, nil when the last copy was
+    // refused.
+    PVirtualNode TransferNodes(PVirtualNode Source, bool ChildrenOnly, TBaseVirtualTree* TargetTree, PVirtualNode Target,
+                               TVTNodeAttachMode Mode, bool Copy);
+    // After a move or copy outside an update block: the cache, the scroll
+    // bars and the window.
+    void RefreshAfterTransfer();
     void FinishChunkHeader(TStream& Stream, int64_t StartPos, int64_t EndPos);
     // The readers take the stream through the read buffer in front of it.
     void ReadNode(TStreamReadBuffer& Stream, int Version, PVirtualNode Node);

@@ -29,6 +29,57 @@ void TBaseVirtualTree::WriteForTransfer(TStream& Stream, PVirtualNode Source, bo
         WriteNodes(Stream, Source, false);
 }
 
+void TBaseVirtualTree::PrepareTransferTarget(TBaseVirtualTree* TargetTree, PVirtualNode Target, TVTNodeAttachMode& Mode) {
+    MapRootModes(Target, TargetTree->FRoot, Mode);
+    if (Target != TargetTree->FRoot) {
+        if (!HasState(Target, vsInitialized))
+            TargetTree->InitNode(Target);
+        else if (HasState(Target, vsHasChildren) && Target->ChildCount == 0)
+            TargetTree->InitChildren(Target);
+    }
+}
+
+PVirtualNode TBaseVirtualTree::TransferNodes(PVirtualNode Source, bool ChildrenOnly, TBaseVirtualTree* TargetTree,
+                                             PVirtualNode Target, TVTNodeAttachMode Mode, bool Copy) {
+    TMemoryStream stream;
+    WriteForTransfer(stream, Source, ChildrenOnly);
+    stream.SetPosition(0);
+    TStreamReadBuffer in(stream);
+    PVirtualNode last = nullptr;
+    TargetTree->BeginUpdate();
+    try {
+        while (in.Position() < in.Size()) {
+            PVirtualNode node = TargetTree->MakeNewNode();
+            TargetTree->InternalConnectNode(node, Target, TargetTree, Mode);
+            TargetTree->InternalAddFromStream(in, 2, node);
+            if (!Copy) {
+                TargetTree->DoNodeMoved(node);
+                last = node;
+            } else if (TargetTree->DoNodeCopying(node, Target)) {
+                TargetTree->DoNodeCopied(node);
+                last = node;
+            } else {
+                TargetTree->DeleteNode(node, true);
+                last = nullptr;
+            }
+        }
+    } catch (...) {
+        TargetTree->EndUpdate();
+        throw;
+    }
+    TargetTree->EndUpdate();
+    return last;
+}
+
+void TBaseVirtualTree::RefreshAfterTransfer() {
+    InvalidateCache();
+    if (FUpdateCount == 0) {
+        ValidateCache();
+        UpdateScrollBars(true);
+        Invalidate();
+    }
+}
+
 void TBaseVirtualTree::MoveTo(PVirtualNode Source, TBaseVirtualTree* Tree, TVTNodeAttachMode Mode, bool ChildrenOnly) {
     if (Tree) MoveTo(Source, Tree->FRoot, Mode, ChildrenOnly);
 }
@@ -44,13 +95,7 @@ void TBaseVirtualTree::MoveTo(PVirtualNode Source, PVirtualNode Target, TVTNodeA
         targetTree = TreeFromNode(Target);
         if (!targetTree) return;
     }
-    MapRootModes(Target, targetTree->FRoot, Mode);
-    if (Target != targetTree->FRoot) {
-        if (!HasState(Target, vsInitialized))
-            targetTree->InitNode(Target);
-        else if (HasState(Target, vsHasChildren) && Target->ChildCount == 0)
-            targetTree->InitChildren(Target);
-    }
+    PrepareTransferTarget(targetTree, Target, Mode);
     PVirtualNode reported = Source;
     if (targetTree == this) {
         if (!DoNodeMoving(Source, Target == FRoot ? nullptr : Target)) return;
@@ -82,25 +127,7 @@ void TBaseVirtualTree::MoveTo(PVirtualNode Source, PVirtualNode Target, TVTNodeA
     } else {
         if (targetTree->HasOption(toReadOnly)) return;
         if (!DoNodeMoving(Source, Target == targetTree->FRoot ? nullptr : Target)) return;
-        TMemoryStream stream;
-        WriteForTransfer(stream, Source, ChildrenOnly);
-        stream.SetPosition(0);
-        TStreamReadBuffer in(stream);
-        PVirtualNode last = nullptr;
-        targetTree->BeginUpdate();
-        try {
-            while (in.Position() < in.Size()) {
-                PVirtualNode node = targetTree->MakeNewNode();
-                targetTree->InternalConnectNode(node, Target, targetTree, Mode);
-                targetTree->InternalAddFromStream(in, 2, node);
-                targetTree->DoNodeMoved(node);
-                last = node;
-            }
-        } catch (...) {
-            targetTree->EndUpdate();
-            throw;
-        }
-        targetTree->EndUpdate();
+        PVirtualNode last = TransferNodes(Source, ChildrenOnly, targetTree, Target, Mode, false);
         BeginUpdate();
         if (ChildrenOnly)
             DeleteChildren(Source, true);
@@ -110,20 +137,10 @@ void TBaseVirtualTree::MoveTo(PVirtualNode Source, PVirtualNode Target, TVTNodeA
         // The source is gone: this tree reports the root, the target tree
         // the last node it gained.
         reported = nullptr;
-        targetTree->InvalidateCache();
-        if (targetTree->FUpdateCount == 0) {
-            targetTree->ValidateCache();
-            targetTree->UpdateScrollBars(true);
-            targetTree->Invalidate();
-        }
+        targetTree->RefreshAfterTransfer();
         targetTree->StructureChange(last, crNodeMoved);
     }
-    InvalidateCache();
-    if (FUpdateCount == 0) {
-        ValidateCache();
-        UpdateScrollBars(true);
-        Invalidate();
-    }
+    RefreshAfterTransfer();
     StructureChange(reported, crNodeMoved);
 }
 
@@ -143,44 +160,10 @@ PVirtualNode TBaseVirtualTree::CopyTo(PVirtualNode Source, PVirtualNode Target, 
         if (!targetTree) return nullptr;
     }
     if (targetTree->HasOption(toReadOnly)) return nullptr;
-    MapRootModes(Target, targetTree->FRoot, Mode);
-    if (Target != targetTree->FRoot) {
-        if (!HasState(Target, vsInitialized))
-            targetTree->InitNode(Target);
-        else if (HasState(Target, vsHasChildren) && Target->ChildCount == 0)
-            targetTree->InitChildren(Target);
-    }
-    TMemoryStream stream;
-    WriteForTransfer(stream, Source, ChildrenOnly);
-    stream.SetPosition(0);
-    TStreamReadBuffer in(stream);
-    PVirtualNode result = nullptr;
-    targetTree->BeginUpdate();
-    try {
-        while (in.Position() < in.Size()) {
-            PVirtualNode node = targetTree->MakeNewNode();
-            targetTree->InternalConnectNode(node, Target, targetTree, Mode);
-            targetTree->InternalAddFromStream(in, 2, node);
-            if (!targetTree->DoNodeCopying(node, Target)) {
-                targetTree->DeleteNode(node, true);
-                result = nullptr;
-            } else {
-                targetTree->DoNodeCopied(node);
-                result = node;
-            }
-        }
-    } catch (...) {
-        targetTree->EndUpdate();
-        throw;
-    }
-    targetTree->EndUpdate();
+    PrepareTransferTarget(targetTree, Target, Mode);
+    PVirtualNode result = TransferNodes(Source, ChildrenOnly, targetTree, Target, Mode, true);
     if (ChildrenOnly) result = Target == targetTree->FRoot ? nullptr : Target;
-    targetTree->InvalidateCache();
-    if (targetTree->FUpdateCount == 0) {
-        targetTree->ValidateCache();
-        targetTree->UpdateScrollBars(true);
-        targetTree->Invalidate();
-    }
+    targetTree->RefreshAfterTransfer();
     targetTree->StructureChange(result, crNodeCopied);
     return result;
 }
